@@ -1,0 +1,83 @@
+#include "config/configStore.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "utils/convert.h"
+#include "utils/fileReplacement.h"
+
+namespace brairu {
+namespace {
+
+constexpr int kIndent = 4;
+
+std::string textOf(std::istream& stream) {
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+// The first pass fills the document in place, so that a fault leaves what was read up to it; the second
+// is strict and also refuses what follows the document.
+void parseInto(ConfigDocument& document, const std::string& text) {
+    std::istringstream stream(text);
+    stream >> document;
+    [[maybe_unused]] const ConfigDocument whole = ConfigDocument::parse(text);
+}
+
+}  // namespace
+
+bool ConfigStore::load(const std::string& path) {
+    path_ = path;
+    std::ifstream file(path);
+    if (!file.is_open()) {
+        std::printf("Failed to open config file: %s\n", path.c_str());
+        return false;
+    }
+    try {
+        parseInto(document_, textOf(file));
+    } catch (const std::exception& fault) {
+        std::printf("Error parsing config file: %s\n", fault.what());
+        return false;
+    }
+    return true;
+}
+
+void ConfigStore::save() const {
+    replaceFile(path_, document_.dump(kIndent));
+}
+
+bool ConfigStore::has(const std::string& section, const std::string& key) const {
+    if (!document_.is_object() || !document_.contains(section)) {
+        return false;
+    }
+    return key.empty() || document_[section].contains(key);
+}
+
+void ConfigStore::set(const std::string& section, const std::string& key, ConfigDocument value) {
+    if (key.empty()) {
+        document_[section] = std::move(value);
+    } else {
+        document_[section][key] = std::move(value);
+    }
+    save();
+}
+
+int readInt(ConfigDocument& document, const char* section, const char* key) {
+    const ConfigDocument& value = document[section][key];
+    if (value.is_number_float()) {
+        return truncatedInt(value.get<double>());
+    }
+    return value.get<int>();
+}
+
+float readFloat(ConfigDocument& document, const char* section, const char* key) {
+    return document[section][key].get<float>();
+}
+
+std::string readText(ConfigDocument& document, const char* section, const char* key) {
+    return document[section][key].get<std::string>();
+}
+
+}  // namespace brairu

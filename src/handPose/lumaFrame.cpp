@@ -1,0 +1,58 @@
+#include "handPose/lumaFrame.h"
+
+#include <opencv2/imgproc.hpp>
+
+namespace brairu {
+namespace {
+
+constexpr std::uint8_t kNeutralChroma = 128;
+
+// The source column of every destination column.
+std::vector<std::uint32_t> columnTable(int frameWidth, int inputWidth) {
+    std::vector<std::uint32_t> columns(static_cast<std::size_t>(inputWidth));
+    for (std::int64_t x = 0; x < inputWidth; ++x) {
+        columns[static_cast<std::size_t>(x)] =
+            static_cast<std::uint32_t>(x * frameWidth / inputWidth);
+    }
+    return columns;
+}
+
+// Eight pixels an iteration, then the rest.
+void scaleRow(const std::uint8_t* source, const std::vector<std::uint32_t>& columns,
+              std::uint8_t* destination) {
+    const std::size_t width = columns.size();
+    std::size_t x = 0;
+    for (; x + 8 <= width; x += 8) {
+        for (std::size_t pixel = 0; pixel < 8; ++pixel) {
+            destination[x + pixel] = source[columns[x + pixel]];
+        }
+    }
+    for (; x < width; ++x) {
+        destination[x] = source[columns[x]];
+    }
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize frame, FrameSize input) {
+    const auto width = static_cast<std::size_t>(input.width);
+    const auto height = static_cast<std::size_t>(input.height);
+    std::vector<std::uint8_t> scaled(width * height * 3 / 2, kNeutralChroma);
+    const std::vector<std::uint32_t> columns = columnTable(frame.width, input.width);
+    for (std::size_t y = 0; y < height; ++y) {
+        const std::size_t row = y * static_cast<std::size_t>(frame.height) / height;
+        scaleRow(luma + row * static_cast<std::size_t>(frame.width), columns,
+                 scaled.data() + y * width);
+    }
+    return scaled;
+}
+
+cv::Mat featureFrame(const cv::Mat& grey) {
+    cv::Mat colour;
+    cv::cvtColor(grey, colour, cv::COLOR_GRAY2BGR);
+    cv::Mat frame;
+    cv::cvtColor(colour, frame, cv::COLOR_BGR2YUV_I420);
+    return frame;
+}
+
+}  // namespace brairu

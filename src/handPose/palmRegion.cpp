@@ -1,0 +1,140 @@
+#include "handPose/palmRegion.h"
+
+#include <opencv2/imgproc.hpp>
+#include <stdexcept>
+
+#include "utils/convert.h"
+
+namespace brairu {
+namespace {
+
+constexpr double kCropPerInput = 1.5;
+constexpr double kRiseOfCentre = 0.1;
+constexpr double kShiftOfCentre = 0.2;
+constexpr float kCropPerBox = 1.2f;
+constexpr float kBiasDegrees = 10.0f;
+constexpr double kRegionA = 0.75;
+constexpr double kRegionB = 0.6;
+
+void requireUsable(FrameSize featureInput) {
+    const auto usable = [](int side) { return side > 0 && side % 2 == 0; };
+    if (!usable(featureInput.width) || !usable(featureInput.height)) {
+        throw std::invalid_argument("feature input_w and input_h must be positive and even");
+    }
+}
+
+cv::Size sizeOf(FrameSize size) {
+    return {size.width, size.height};
+}
+
+int scaled(int length, double factor) {
+    return truncatedInt(length * factor);
+}
+
+// The part of the frame under the rectangle; a copy with black pixels where it leaves the frame.
+cv::Mat cutWithBlackBorder(const cv::Mat& frame, cv::Rect rectangle) {
+    const cv::Rect inside = rectangle & cv::Rect(0, 0, frame.cols, frame.rows);
+    if (inside == rectangle) {
+        return frame(rectangle);
+    }
+    cv::Mat cut = cv::Mat::zeros(rectangle.size(), frame.type());
+    if (!inside.empty()) {
+        frame(inside).copyTo(cut(inside - rectangle.tl()));
+    }
+    return cut;
+}
+
+cv::Mat resized(const cv::Mat& image, cv::Size size) {
+    cv::Mat result;
+    cv::resize(image, result, size, 0, 0, cv::INTER_LINEAR);
+    return result;
+}
+
+cv::Rect centredRegion(cv::Size crop, double share) {
+    const int width = scaled(crop.width, share);
+    const int height = scaled(crop.height, share);
+    return {crop.width / 2 - width / 2, crop.height / 2 - height / 2, width, height};
+}
+
+std::uint32_t codeOfRegion(cv::Rect region) {
+    if (region.x < 1) {
+        return PVA_PLACEMENT_LEFT;
+    }
+    return region.y < 1 ? PVA_PLACEMENT_TOP : PVA_PLACEMENT_GOOD;
+}
+
+}  // namespace
+
+void moveCentreToPalm(PvaHandPose& pose, FrameSize featureInput) {
+    const int rise = scaled(featureInput.height, kRiseOfCentre);
+    const int shift = scaled(featureInput.width, kShiftOfCentre);
+    const bool indexIsRight = pose.keyPoints[2].x > pose.keyPoints[5].x;
+    pose.centerY = static_cast<std::uint16_t>(pose.centerY - rise);
+    pose.centerX = static_cast<std::uint16_t>(pose.centerX + (indexIsRight ? shift : -shift));
+}
+
+cv::Rect cropRectangle(const PvaHandPose& pose) {
+    const int width = truncatedInt(static_cast<float>(pose.width) * kCropPerBox);
+    const int height = truncatedInt(static_cast<float>(pose.height) * kCropPerBox);
+    return {pose.centerX - width / 2, pose.centerY - height / 2, width, height};
+}
+
+cv::Size cropSize(FrameSize featureInput) {
+    return {scaled(featureInput.width, kCropPerInput), scaled(featureInput.height, kCropPerInput)};
+}
+
+std::vector<cv::Point> keyPointsInCrop(const PvaHandPose& pose, cv::Rect rectangle, cv::Size crop) {
+    const double perPixelX = static_cast<double>(crop.width) / rectangle.width;
+    const double perPixelY = static_cast<double>(crop.height) / rectangle.height;
+    std::vector<cv::Point> points = keyPointsOf(pose);
+    for (cv::Point& point : points) {
+        point.x = storedCoordinate((point.x - rectangle.x) * perPixelX);
+        point.y = storedCoordinate((point.y - rectangle.y) * perPixelY);
+    }
+    return points;
+}
+
+float uprightAngle(const std::vector<cv::Point>& keyPoints, int orientation) {
+    const float bias = orientation == 0 ? -kBiasDegrees : kBiasDegrees;
+    return fitDirectedLineFrom7Points(keyPoints, orientation) + bias;
+}
+
+cv::Mat rotatedUpright(const cv::Mat& crop, float angle) {
+    if (angle > -kBiasDegrees && angle < kBiasDegrees) {
+        return crop;
+    }
+    const cv::Point centre(crop.cols / 2, crop.rows / 2);
+    cv::Mat upright;
+    cv::warpAffine(crop, upright, cv::getRotationMatrix2D(centre, angle, 1.0), crop.size(),
+                   cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+    return upright;
+}
+
+std::uint32_t extractPalm(const cv::Mat& frame, FrameSize featureInput, PvaHandPose& pose,
+                          PalmImages& images) {
+    requireUsable(featureInput);
+    moveCentreToPalm(pose, featureInput);
+    const cv::Rect rectangle = cropRectangle(pose);
+    if (rectangle.empty()) {
+        return PVA_PLACEMENT_SMALL;
+    }
+    const cv::Size size = cropSize(featureInput);
+    const cv::Mat crop = resized(cutWithBlackBorder(frame, rectangle), size);
+    const float angle = uprightAngle(keyPointsInCrop(pose, rectangle, size), pose.orientation);
+    const cv::Mat upright = rotatedUpright(crop, angle);
+
+    const cv::Rect regionA = centredRegion(size, kRegionA);
+    const cv::Rect regionB = centredRegion(size, kRegionB);
+    for (const cv::Rect& region : {regionA, regionB}) {
+        if (const std::uint32_t code = codeOfRegion(region); code != PVA_PLACEMENT_GOOD) {
+            return code;
+        }
+    }
+    const cv::Size input = sizeOf(featureInput);
+    images.regionA = resized(upright(regionA), input);
+    images.regionB = resized(upright(regionB), input);
+    images.whole = resized(upright, input);
+    return PVA_PLACEMENT_GOOD;
+}
+
+}  // namespace brairu

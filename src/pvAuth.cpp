@@ -1,0 +1,89 @@
+#include "pvAuth.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "platformLog.h"
+
+namespace brairu {
+namespace {
+
+constexpr int kDefaultDetectionLevel = 3;
+
+// Built on first use and kept until the process exits, whatever is withdrawn in between.
+ConfigStore& configStore() {
+    static ConfigStore store;
+    return store;
+}
+
+HandPose& handPose(const ConfigDocument& document) {
+    static HandPose detector(document);
+    return detector;
+}
+
+TemplateStore& templateStore(const ConfigDocument& document) {
+    static TemplateStore store(document);
+    return store;
+}
+
+int configuredDetectionLevel(ConfigStore& config) {
+    if (!config.has("handpose", "dynamic_detection_level")) {
+        return kDefaultDetectionLevel;
+    }
+    return readInt(config.document(), "handpose", "dynamic_detection_level");
+}
+
+template <class Object>
+Object& published(Object* object, const char* call) {
+    if (object == nullptr) {
+        throw std::logic_error(std::string(call) + ": the engine is not started; call init_pva first");
+    }
+    return *object;
+}
+
+}  // namespace
+
+constinit Mutex apiLock;
+
+EngineContext& engine() {
+    static constinit EngineContext context;
+    return context;
+}
+
+ConfigStore& engineConfig(const char* call) {
+    return published(engine().config, call);
+}
+
+HandPose& engineDetector(const char* call) {
+    return published(engine().detector, call);
+}
+
+TemplateStore& engineStore(const char* call) {
+    return published(engine().store, call);
+}
+
+void startEngine(const char* configPath) {
+    EngineContext& context = engine();
+    context.config = &configStore();
+    // The result does not matter: with an earlier document the engine goes on, without one the first
+    // lookup raises.
+    context.config->load(std::string(configPath));
+    ConfigDocument& document = context.config->document();
+    context.detector = &handPose(document);
+    context.store = &templateStore(document);
+    context.store->runStartupPass();
+    context.securityLevel = readInt(document, "feature", "security_level");
+    context.detectionLevel = configuredDetectionLevel(*context.config);
+    // The label names another setting than the value; hosts match on this text.
+    __android_log_print(ANDROID_LOG_ERROR, "pva", "init_pva success feat_cache_len %d\r\n",
+                        context.securityLevel);
+}
+
+void stopEngine() {
+    EngineContext& context = engine();
+    context.config = nullptr;
+    context.detector = nullptr;
+    context.store = nullptr;
+}
+
+}  // namespace brairu

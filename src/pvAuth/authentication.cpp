@@ -1,0 +1,50 @@
+// Exports: recognition.
+#include "match/authentication.h"
+
+#include "brairu.h"
+#include "platformLog.h"
+#include "pvAuth.h"
+
+namespace brairu {
+namespace {
+
+// Outlives restarts of the engine.
+AuthHistory& authHistory() BRAIRU_THREAD(requires_capability(apiLock));
+
+AuthHistory& authHistory() {
+    static AuthHistory history;
+    return history;
+}
+
+int logNullPointer(const char* call) {
+    __android_log_print(ANDROID_LOG_ERROR, "pva", "%s: null pointer\r\n", call);
+    return 0;
+}
+
+}  // namespace
+}  // namespace brairu
+
+int pvaGetAuthRes(const std::uint8_t* feature, PvaAuthResult* result) {
+    using namespace brairu;
+    const MutexLock lock(apiLock);
+    TemplateStore& store = engineStore(__func__);
+    ConfigDocument& document = engineConfig(__func__).document();
+    if (feature == nullptr || result == nullptr) {
+        return logNullPointer(__func__);
+    }
+    const CaptureBlocks probe =
+        splitFeature(feature, readInt(document, "feature", "feature_len"));
+    return identify(store, authHistory(), engine().securityLevel, probe, *result);
+}
+
+int pvaGet1to1AuthRes(const std::uint8_t* probe, const std::uint8_t* reference,
+                      PvaAuthResult* result) {
+    using namespace brairu;
+    TemplateStore& store = engineStore(__func__);
+    if (probe == nullptr || reference == nullptr || result == nullptr) {
+        return logNullPointer(__func__);
+    }
+    const BlockSimilarities similarities = compareCaptures(probe, reference);
+    result->similarity = reportedSimilarity(similarities);
+    return isSamePalm(similarities, readFloat(store.config(), "feature", "auth_threshold"));
+}

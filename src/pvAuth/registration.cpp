@@ -1,0 +1,101 @@
+// Exports: enrolment.
+#include "match/registration.h"
+
+#include <cstdio>
+
+#include "brairu.h"
+#include "platformLog.h"
+#include "pvAuth.h"
+
+namespace brairu {
+namespace {
+
+// One enrolment at a time, for the whole process.
+RegisterBuffer& registerBuffer() {
+    static RegisterBuffer buffer;
+    return buffer;
+}
+
+class ClearWhenDone {
+public:
+    explicit ClearWhenDone(RegisterBuffer& buffer) : buffer_(buffer) {}
+    ~ClearWhenDone() { buffer_.clear(); }
+    ClearWhenDone(const ClearWhenDone&) = delete;
+    ClearWhenDone& operator=(const ClearWhenDone&) = delete;
+
+private:
+    RegisterBuffer& buffer_;
+};
+
+std::int32_t statusOf(CommitOutcome outcome) {
+    switch (outcome) {
+        case CommitOutcome::committed: return PVA_REGISTER_COMMITTED;
+        case CommitOutcome::duplicate: return PVA_REGISTER_DUPLICATE;
+        case CommitOutcome::failed: break;
+    }
+    return PVA_REGISTER_FAILED;
+}
+
+// The buffer is empty afterwards, whatever the outcome and by exceptions too.
+std::int32_t commit(TemplateStore& store, const PvaUserKey& key, bool checkDuplicate) {
+    const MutexLock lock(apiLock);
+    const ClearWhenDone clearing(registerBuffer());
+    const CommitOutcome outcome = commitRegistration(store, registerBuffer(), key, checkDuplicate);
+    const char* text = outcome == CommitOutcome::committed ? "注册成功 id = %d 个用户\r\n"
+                                                           : "注册失败 id = %d 个用户\r\n";
+    std::printf(text, key.palmindex);
+    return statusOf(outcome);
+}
+
+int configuredMaxCount(const char* call) {
+    return readInt(engineConfig(call).document(), "database", "regis_max_count");
+}
+
+// Buffers one capture, or refuses it; the last one commits.
+void registerCapture(const char* call, const PvaUserKey& key, const std::uint8_t* feature,
+                     bool checkDuplicate, PvaRegisterResult& result) {
+    RegisterBuffer& buffer = registerBuffer();
+    const int maxCount = configuredMaxCount(call);
+    CaptureBlocks capture = splitFeature(
+        feature, readInt(engineConfig(call).document(), "feature", "feature_len"));
+    result.status = PVA_REGISTER_MORE;
+    if (repeatsFirstHalf(buffer, capture[0], maxCount, engine().detectionLevel)) {
+        return;
+    }
+    buffer.add(std::move(capture));
+    result.count = buffer.count();
+    result.maxCount = maxCount;
+    if (buffer.count() == maxCount) {
+        result.status = commit(engineStore(call), key, checkDuplicate);
+    }
+}
+
+}  // namespace
+}  // namespace brairu
+
+int pvaRegister(const PvaUserKey* key, const std::uint8_t* feature, int checkDuplicate,
+                PvaRegisterResult* result) {
+    brairu::engineConfig(__func__);
+    if (key == nullptr || feature == nullptr || result == nullptr) {
+        __android_log_print(ANDROID_LOG_ERROR, "pva", "pvaRegister: null pointer\r\n");
+        return 0;
+    }
+    if (result->count == 0) {
+        brairu::registerBuffer().clear();
+    }
+    brairu::registerCapture(__func__, *key, feature, checkDuplicate != 0, *result);
+    return 1;
+}
+
+int pvaGetRegisterBufferSize(void) {
+    return brairu::registerBuffer().count();
+}
+
+int pvaGetRegisterBufferCapacity(void) {
+    return brairu::configuredMaxCount(__func__);
+}
+
+int pvaClearRegisterBuffer(void) {
+    brairu::registerBuffer().clear();
+    return 1;
+}

@@ -1,0 +1,82 @@
+// The feature cache: a fixed-size file, mapped shared, with one occupancy flag and one record of
+// signed bytes per template slot. The 1:N search scans it; SQLite stays the record of truth.
+//
+//   offset 0           capacity bytes: flag of slot s at offset s, 1 = occupied, anything else free
+//   offset capacity    capacity records of recordSize bytes
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "utils/fileDescriptor.h"
+
+namespace brairu {
+
+class FeatureCacheFile {
+public:
+    static constexpr std::uint8_t kOccupied = 1;
+
+    // Opens, sizes and maps the file, creating it if need be. Failures are printed with perror and
+    // leave the object unmapped: every operation then fails and touches nothing. So does a capacity
+    // or a record size of 0, without a word and without touching the file.
+    FeatureCacheFile(std::string path, std::uint32_t capacity, std::uint32_t recordSize);
+    ~FeatureCacheFile() { close(); }
+    FeatureCacheFile(const FeatureCacheFile&) = delete;
+    FeatureCacheFile& operator=(const FeatureCacheFile&) = delete;
+
+    // Fills the slot and marks it occupied. False, with nothing changed, for a slot outside the
+    // file or a record that is not of recordSize() bytes.
+    bool put(std::int64_t slot, std::span<const std::int8_t> record);
+
+    // Copies the record of an occupied slot; false for any other.
+    bool get(std::int64_t slot, std::vector<std::int8_t>& record) const;
+
+    // Marks the slot free; its record bytes stay.
+    bool remove(std::int64_t slot);
+
+    // The number of occupied slots.
+    int count() const;
+
+    // Marks every slot free, and waits until that is on the disk.
+    bool clear();
+
+    // Flushes, unmaps and closes. The result of the system's close; negative if the file was not
+    // open.
+    int close();
+
+    // Maps the file at the same path again, neither creating nor resizing it.
+    bool reload();
+
+    // Leaves the mapping to the end of the process, which then need not wait for the disk. The
+    // object is unmapped afterwards.
+    void leaveMapped() { mapping_ = nullptr; }
+
+    bool isMapped() const { return mapping_ != nullptr; }
+    std::uint32_t capacity() const { return capacity_; }
+    std::uint32_t recordSize() const { return recordSize_; }
+
+    // The flag area (capacity bytes) and the record of a slot; valid only while mapped.
+    const std::uint8_t* flags() const { return mapping_; }
+    const std::int8_t* record(std::size_t slot) const {
+        return reinterpret_cast<const std::int8_t*>(mapping_ + capacity_ + slot * recordSize_);
+    }
+
+private:
+    bool holds(std::int64_t slot) const;
+    std::int8_t* writableRecord(std::size_t slot);
+    bool map(const char* fault);
+    void unmap();
+    void flushLater();
+
+    std::string path_;
+    std::uint32_t capacity_;
+    std::uint32_t recordSize_;
+    std::uint64_t fileSize_;
+    FileDescriptor fd_;
+    std::uint8_t* mapping_ = nullptr;
+};
+
+}  // namespace brairu

@@ -1,0 +1,88 @@
+// What the template store does at every start of the engine.
+#include <algorithm>
+#include <iostream>
+#include <limits>
+
+#include "platformLog.h"
+#include "store/blobMigration.h"
+#include "store/templateStore.h"
+
+namespace brairu {
+namespace {
+
+constexpr const char* kLogTag = "database";
+
+}  // namespace
+
+void TemplateStore::runStartupPass() {
+    // A failed open shows in the statements that follow.
+    connection_.open(readText(config_, "database", "database_path"));
+    createTable();
+    const int rows = reportRowCount();
+    if (!migrateBlobs(connection_, migratedSize())) {
+        return;
+    }
+    if (!agreesWith(rows) && !rebuildCache()) {
+        return;
+    }
+    featureCount_ = cache_.count();
+    if (featureCount_ == slotsOf(rows)) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "pva search init succ\r\n");
+    }
+}
+
+// Without the table there is nothing to work on: the connection is given up until the next start.
+bool TemplateStore::createTable() {
+    const bool created =
+        connection_.execute(
+            "CREATE TABLE IF NOT EXISTS userInfo (id INTEGER PRIMARY KEY AUTOINCREMENT, "
+            "userid UINT64, palmindex INT,vector_data BLOB,learn_count INT);") == SQLITE_OK;
+    if (!created) {
+        connection_.close();
+    }
+    return created;
+}
+
+int TemplateStore::reportRowCount() {
+    SqliteStatement query(connection_, "SELECT COUNT(*) FROM userInfo;");
+    if (!query.stepToRow()) {
+        std::cerr << "Failed to execute query: " << connection_.errorText() << std::endl;
+        return 0;
+    }
+    const int rows = query.int32At(0);
+    std::cout << (rows > 0 ? "Table userInfo has data." : "Table userInfo is empty.") << std::endl;
+    return rows;
+}
+
+// A centre count that no blob can hold is taken for a typing error, which must not cost the
+// templates.
+std::size_t TemplateStore::migratedSize() const {
+    const std::int64_t size = std::int64_t{centreCount_} * std::int64_t{kTemplateBytes};
+    return size > 0 && size <= std::numeric_limits<int>::max() ? static_cast<std::size_t>(size) : 0;
+}
+
+bool TemplateStore::agreesWith(int rows) const {
+    return slotsOf(rows) == featureCount_ && (featureCount_ > 0 || rows == 0);
+}
+
+bool TemplateStore::rebuildCache() {
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                        "######### pva search rebuild ############\r\n");
+    cache_.clear();
+    SqliteStatement rows(connection_, "SELECT id, vector_data FROM userInfo;");
+    if (!rows.isPrepared()) {
+        std::cerr << "准备查询失败: " << connection_.errorText() << std::endl;
+        return false;
+    }
+    int result = rows.step();
+    for (; result == SQLITE_ROW; result = rows.step()) {
+        const auto blob = rows.blobAt(1);
+        mirror(std::int64_t{rows.int32At(0)} - 1, blob, std::min(blob.size(), kBlockBytes));
+    }
+    if (result != SQLITE_DONE) {
+        std::cerr << "查询过程中出错: " << connection_.errorText() << std::endl;
+    }
+    return true;
+}
+
+}  // namespace brairu

@@ -1,0 +1,261 @@
+#include "store/templateStore.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <limits>
+#include <string_view>
+
+#include "platformLog.h"
+#include "store/shellQuoting.h"
+#include "store/templateBlob.h"
+
+namespace brairu {
+namespace {
+
+constexpr const char* kLogTag = "database";
+
+// Configurations written for an older index format keep working with the cache file.
+std::string cacheFileName(std::string searchIndexPath) {
+    constexpr std::string_view kOldSuffix = ".usearch";
+    if (searchIndexPath.ends_with(kOldSuffix)) {
+        searchIndexPath.replace(searchIndexPath.size() - kOldSuffix.size(), kOldSuffix.size(),
+                                ".bin");
+    }
+    return searchIndexPath;
+}
+
+// 0, which leaves the cache unmapped, for counts that make no file.
+std::uint32_t cacheCapacity(int centreCount) {
+    const std::int64_t slots = kMirroredPalms * centreCount;
+    const bool fits = slots > 0 && slots <= std::numeric_limits<std::uint32_t>::max();
+    return fits ? static_cast<std::uint32_t>(slots) : 0;
+}
+
+std::uint32_t cacheRecordSize(int featureLength) {
+    return featureLength > 0 ? static_cast<std::uint32_t>(featureLength) : 0;
+}
+
+void logError(const char* text) {
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "%s", text);
+}
+
+bool reportBindFault(const char* name, const SqliteConnection& connection) {
+    std::cerr << "绑定 " << name << " 失败: " << connection.errorText() << std::endl;
+    return false;
+}
+
+bool bindKey(SqliteStatement& insert, const PvaUserKey& key, const SqliteConnection& connection) {
+    if (!insert.bind(1, key.userid)) {
+        return reportBindFault("userid", connection);
+    }
+    return insert.bind(2, key.palmindex) || reportBindFault("palmindex", connection);
+}
+
+}  // namespace
+
+TemplateStore::TemplateStore(const ConfigDocument& document)
+    : config_(document),
+      centreCount_(readInt(config_, "database", "regis_center_count")),
+      cache_{cacheFileName(readText(config_, "database", "search_index_path")),
+             cacheCapacity(centreCount_),
+             cacheRecordSize(readInt(config_, "feature", "feature_len"))},
+      featureCount_(cache_.count()) {}
+
+// The process is about to exit and does not wait for the cache to reach the disk.
+TemplateStore::~TemplateStore() {
+    connection_.close();
+    logError("关闭数据库连接\r\n");
+    cache_.leaveMapped();
+}
+
+std::size_t TemplateStore::featureLength() {
+    return cacheRecordSize(readInt(config_, "feature", "feature_len"));
+}
+
+// Puts the first length bytes of each template into the slots of the row that follows rowsBefore
+// others. Rows beyond the cache are not mirrored.
+void TemplateStore::mirror(std::int64_t rowsBefore, std::span<const std::uint8_t> blob,
+                           std::size_t length) {
+    if (rowsBefore < 0 || rowsBefore >= kMirroredPalms) {
+        return;
+    }
+    std::size_t offset = 0;
+    for (int index = 0; index < centreCount_ && offset < blob.size(); ++index) {
+        cache_.put(slotsOf(rowsBefore) + index, signedBytesAt(blob, offset, length));
+        offset += kTemplateBytes;
+    }
+}
+
+void TemplateStore::freeSlots(int id) {
+    const std::int64_t end = slotsOf(id);
+    for (std::int64_t slot = slotsOf(std::int64_t{id} - 1); slot < end; ++slot) {
+        cache_.remove(slot);
+    }
+}
+
+bool TemplateStore::insertPalm(const PvaUserKey& key, std::span<const std::uint8_t> blob) {
+    const auto lastId = lastRowId();
+    if (centreCount_ < 1 || !lastId) {
+        return false;
+    }
+    mirror(*lastId, blob, featureLength());
+    SqliteStatement insert(connection_,
+                           "INSERT INTO userInfo (userid, palmindex,vector_data,"
+                           "learn_count) VALUES (?, ?, ?, ?);");
+    if (!insert.isPrepared() || !stepInsert(insert, key, blob)) {
+        return false;
+    }
+    reportRowCount();
+    featureCount_ = cache_.count();
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "添加用户成功, featureCount = %d\r\n",
+                        featureCount_);
+    return true;
+}
+
+bool TemplateStore::stepInsert(SqliteStatement& insert, const PvaUserKey& key,
+                               std::span<const std::uint8_t> blob) {
+    if (!bindKey(insert, key, connection_)) {
+        return false;
+    }
+    // One text for all columns but the first: hosts match on it.
+    if (!insert.bind(3, blob) || !insert.bind(4, kInitialLearnCount)) {
+        return reportBindFault("palmindex", connection_);
+    }
+    return insert.stepToEnd();
+}
+
+TemplateStore::EnrolOutcome TemplateStore::enrolPalm(const PvaUserKey& key,
+                                                     std::span<const std::uint8_t> blob) {
+    const auto lastId = lastRowId();
+    if (centreCount_ < 1 || !lastId) {
+        return EnrolOutcome::failed;
+    }
+    mirror(*lastId, blob, featureLength());
+    SqliteStatement insert(connection_,
+                           "INSERT INTO userInfo (userid, palmindex, vector_data, "
+                           "learn_count) VALUES (?, ?, ?, ?);");
+    if (!insert.isPrepared() || !bindKey(insert, key, connection_)) {
+        return EnrolOutcome::failed;
+    }
+    if (!insert.bind(3, blob)) {
+        reportBindFault("palmindex", connection_);
+        return EnrolOutcome::bindingBlobFailed;
+    }
+    insert.bind(4, kInitialLearnCount);
+    if (!insert.stepToEnd()) {
+        return EnrolOutcome::failed;
+    }
+    featureCount_ += centreCount_;
+    return EnrolOutcome::committed;
+}
+
+bool TemplateStore::replaceByKey(const PvaUserKey& key, std::span<const std::uint8_t> blob) {
+    const auto id = idOfKey(key);
+    if (centreCount_ < 1 || !id) {
+        return false;
+    }
+    mirror(std::int64_t{*id} - 1, blob, featureLength());
+    SqliteStatement update(
+        connection_, "UPDATE userInfo SET vector_data = ? WHERE userid = ? AND palmindex = ?;");
+    return update.bindAll(blob, key.userid, key.palmindex) && update.stepToEnd();
+}
+
+bool TemplateStore::replaceById(int id, std::span<const std::uint8_t> blob) {
+    mirror(std::int64_t{id} - 1, blob, featureLength());
+    return replaceRowOnly(id, blob);
+}
+
+bool TemplateStore::replaceRowOnly(int id, std::span<const std::uint8_t> blob) {
+    SqliteStatement update(connection_, "UPDATE userInfo SET vector_data = ? WHERE id = ?;");
+    return update.bindAll(blob, std::int64_t{id}) && update.stepToEnd();
+}
+
+// An index beyond the row would reach into the slots of the next palm.
+bool TemplateStore::writeTemplate(int id, int index,
+                                  std::span<const std::uint8_t, kTemplateBytes> data) {
+    if (index < 0 || index >= centreCount_) {
+        return false;
+    }
+    cache_.put(slotsOf(std::int64_t{id} - 1) + index, signedBytesAt(data, 0, featureLength()));
+    SqliteBlob blob(connection_, "userInfo", "vector_data", id);
+    if (!blob.isOpen()) {
+        logError("打开数据库更新失败\r\n");
+        return false;
+    }
+    if (blob.write(data, std::int64_t{kTemplateBytes} * index) && blob.close()) {
+        return true;
+    }
+    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "写入 BLOB 数据失败: %s\r\n",
+                        connection_.errorText().c_str());
+    return false;
+}
+
+bool TemplateStore::removePalm(std::int64_t userid, std::int32_t palmindex) {
+    if (featureCount_ == 0) {
+        return false;
+    }
+    const auto id = idOfKey({userid, palmindex, {}});
+    if (!id) {
+        return false;
+    }
+    freeSlots(*id);
+    SqliteStatement removal(connection_,
+                            "DELETE FROM userInfo WHERE userid = ? AND palmindex = ?;");
+    return removal.bindAll(userid, palmindex) && removal.stepToEnd() && subtractPalm();
+}
+
+// The count stays as subtracted even if the cache disagrees: the next start tells.
+bool TemplateStore::subtractPalm() {
+    if (featureCount_ < centreCount_) {
+        return false;
+    }
+    featureCount_ -= centreCount_;
+    if (cache_.count() == featureCount_) {
+        logError("删除成功\r\n");
+    }
+    return true;
+}
+
+bool TemplateStore::wipeAll() {
+    if (connection_.execute("DROP TABLE userInfo;") != SQLITE_OK) {
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "drop table 失败: %s\n",
+                            connection_.errorText().c_str());
+        return false;
+    }
+    if (!reopenDatabase()) {
+        return false;
+    }
+    removeConfiguredIndexFile();
+    cache_.clear();
+    featureCount_ = 0;
+    if (!createTable()) {
+        logError("创建表失败: \r\n");
+    }
+    return true;
+}
+
+bool TemplateStore::reopenDatabase() {
+    connection_.close();
+    if (connection_.open(readText(config_, "database", "database_path")) == SQLITE_OK) {
+        return true;
+    }
+    connection_.close();
+    logError("无法打开数据库: \r\n");
+    return false;
+}
+
+// The name as configured: a file of the older format goes, while a cache file of another name stays
+// in use.
+void TemplateStore::removeConfiguredIndexFile() {
+    const std::string path = readText(config_, "database", "search_index_path");
+    if (std::ifstream(path).is_open()) {
+        [[maybe_unused]] const int status = std::system(("rm -f " + quotedForShell(path)).c_str());
+    }
+}
+
+int TemplateStore::palmCount() const {
+    return centreCount_ > 0 ? featureCount_ / centreCount_ : 0;
+}
+
+}  // namespace brairu

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace brairu {
+
+// Owns one open file descriptor.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int fd = -1) : fd_(fd) {}
+    ~FileDescriptor() { reset(); }
+    FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        reset(std::exchange(other.fd_, -1));
+        return *this;
+    }
+
+    bool isOpen() const { return fd_ >= 0; }
+    int get() const { return fd_; }
+
+    // Closes what is held and holds fd instead. The result of the close; 0 if nothing was held.
+    int reset(int fd = -1) {
+        const int closed = isOpen() ? ::close(fd_) : 0;
+        fd_ = fd;
+        return closed;
+    }
+
+private:
+    int fd_;
+};
+
+}  // namespace brairu

@@ -1,0 +1,123 @@
+#include "utils/fileReplacement.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "utils/fileDescriptor.h"
+
+namespace brairu {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+
+bool writeAll(int fd, const std::string& text) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t written = ::write(fd, text.data() + done, text.size() - done);
+        if (written < 0) {
+            return false;
+        }
+        done += static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// A regular file of one name: replaced by another, a link would no longer lead where it did.
+bool isPlainFile(const std::string& path, struct stat& status) {
+    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
+std::string folderOf(const std::string& path) {
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    return folder.empty() ? "." : folder;
+}
+
+// Makes the rename itself outlive a power cut.
+void syncFolder(const std::string& folder) {
+    const FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.isOpen()) {
+        ::fsync(fd.get());
+    }
+}
+
+// A new file beside the one at path, with its owner and mode. It goes with the object unless it took
+// the place of the other.
+class Sibling {
+public:
+    explicit Sibling(const std::string& path);
+    ~Sibling();
+    Sibling(const Sibling&) = delete;
+    Sibling& operator=(const Sibling&) = delete;
+
+    bool isReady() const { return ready_; }
+    bool write(const std::string& text) const;
+    bool takePlaceOf(const std::string& path);
+
+private:
+    bool resemble(const struct stat& original) const;
+
+    std::string name_;
+    FileDescriptor fd_;
+    bool ready_ = false;
+};
+
+Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
+    struct stat original {};
+    if (isPlainFile(path, original) && ::access(path.c_str(), W_OK) == 0) {
+        fd_.reset(::mkostemp(name_.data(), O_CLOEXEC));
+        ready_ = fd_.isOpen() && resemble(original);
+    }
+}
+
+Sibling::~Sibling() {
+    if (fd_.isOpen()) {
+        ::unlink(name_.c_str());
+    }
+}
+
+bool Sibling::resemble(const struct stat& original) const {
+    return ::fchown(fd_.get(), original.st_uid, original.st_gid) == 0 &&
+           ::fchmod(fd_.get(), original.st_mode & 07777) == 0;
+}
+
+bool Sibling::write(const std::string& text) const {
+    return writeAll(fd_.get(), text) && ::fsync(fd_.get()) == 0;
+}
+
+bool Sibling::takePlaceOf(const std::string& path) {
+    if (::rename(name_.c_str(), path.c_str()) != 0) {
+        return false;
+    }
+    fd_.reset();
+    syncFolder(folderOf(path));
+    return true;
+}
+
+bool truncateAndWrite(const std::string& path, const std::string& text) {
+    const FileDescriptor fd(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+    return fd.isOpen() && writeAll(fd.get(), text);
+}
+
+}  // namespace
+
+bool replaceFile(const std::string& path, const std::string& text) {
+    Sibling sibling(path);
+    if (sibling.isReady()) {
+        // A disk that cannot take the new text keeps the old one.
+        if (!sibling.write(text)) {
+            return false;
+        }
+        if (sibling.takePlaceOf(path)) {
+            return true;
+        }
+    }
+    return truncateAndWrite(path, text);
+}
+
+}  // namespace brairu
