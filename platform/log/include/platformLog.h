@@ -9,8 +9,8 @@ extern "C" {
 
 enum { ANDROID_LOG_ERROR = 6 };
 
-/* Writes one formatted message. priority: 2 (verbose) to 8 (silent), 6 is error. Returns the number of
- * bytes written, or a negative value. */
+/* Writes one formatted message as one line. priority: 2 (verbose) to 8 (silent), 6 is error.
+ * Returns the number of bytes written, 0 for one that is filtered out, or a negative value. */
 #if defined(__GNUC__)
 __attribute__((format(printf, 3, 4)))
 #endif

@@ -10,10 +10,12 @@
  *     operation throws and none ends the process.
  *  3. An operation that takes a null or foreign handle fails: it returns VX_FAILURE, or a null
  *     handle, or address 0, and touches nothing.
- *  4. Lists that an operation fills are owned by the stack. Input records live as long as their
- *     model's context or graph; output lists live until the next GetNetOutputBlobsTensor or
- *     vxReleaseGraph of the same graph.
- *  5. One thread at a time per context.
+ *  4. Lists that an operation fills are owned by the stack. Input records live until their model is
+ *     unloaded and every graph made from it is released; output lists live until the next
+ *     GetNetOutputBlobsTensor or vxReleaseGraph of the same graph.
+ *  5. One thread at a time per context, and per model.
+ *  6. Releasing a context releases what was made in it; a release through a pointer sets the
+ *     caller's handle to null, and fails for a handle that was released before.
  */
 #ifndef BRAIRU_NPU_H
 #define BRAIRU_NPU_H
@@ -38,7 +40,7 @@ typedef struct NpuTensorMemory *NetTensorMemory;
 
 /* Attributes of vxQueryTensor. */
 enum {
-    VX_TENSOR_DIMS = 0x81501,         /* four uint32_t: width, height, channels, batch (unused: 1) */
+    VX_TENSOR_DIMS = 0x81501, /* four uint32_t: width, height, channels, batch (unused: 1) */
     VX_TENSOR_DATA_ADDRESS = 0xD81509, /* CPU address of the data, one pointer wide */
     VX_TENSOR_DATA_BYTES = 0xD8150B   /* byte size of the data, one uint32_t */
 };
@@ -76,7 +78,8 @@ typedef struct NetTensorList {
 /* Image formats of NpuImageDescriptor. */
 enum { NPU_FORMAT_YUV420_TWO_PLANE = 2 };
 
-/* A frame in device memory: a plane of Y, then a plane of interleaved chroma at half resolution. */
+/* A frame in device memory: a plane of Y, and a plane of interleaved U and V at half resolution
+ * (odd sides rounded down). */
 typedef struct NpuImageDescriptor {
     int32_t width;
     int32_t height;
@@ -91,12 +94,13 @@ typedef struct NpuImageDescriptor {
     int32_t outputHeight;
 } NpuImageDescriptor;
 
-/* Models. A model is made from one deciphered file and copied: the caller may free the buffer at once.
- * *flag is 1. Returns VX_FAILURE and a null handle for a null or empty buffer. */
+/* Models. A model is made from one deciphered file and copied: the caller may free the buffer at
+ * once. *flag is 1. Returns VX_FAILURE and a null handle for a null or empty buffer. */
 vx_status LoadNetModelFromMem(const void *buffer, uint32_t bytes, uint32_t *flag, NetModel *model);
 vx_status UnLoadNetModel(NetModel model);
 
-/* The input records of the network that a description describes; an unreadable description has none. */
+/* The input records of the network that a description describes. An unreadable description has
+ * none: VX_FAILURE and a count of 0. */
 vx_status GetNetInputBlobs(NetModel netModel, NetInputBlobList *inputs);
 
 vx_context vxCreateContext(void);
@@ -121,7 +125,7 @@ vx_tensor CreateTensorFromHandle(vx_context context, const uint32_t dims[3],
 vx_status vxQueryTensor(vx_tensor tensor, int32_t attribute, void *value, size_t bytes);
 vx_status vxReleaseTensor(vx_tensor *tensor);
 
-/* Graphs. The graph copies what it needs of both models. A pair that does not belong together yields
+/* Graphs. The graph keeps what it needs of both models. A pair that does not belong together yields
  * a graph that vxVerifyGraph refuses. */
 vx_graph CreateNetGraph(vx_context context, NetModel netModel, NetModel blobsModel,
                         int32_t maxLayers, int32_t device); /* 0x7fffffff, -1: all, any */

@@ -1,0 +1,45 @@
+#include "threadScope.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <opencv2/core/utility.hpp>
+
+namespace brairu::npu {
+
+namespace {
+
+constexpr int kThreadsMax = 256;
+
+std::mutex scopesMutex;
+int scopesAlive = 0;
+int hostThreads = 0;
+
+int wantedThreads() {
+    const char *text = std::getenv("BRAIRU_NPU_THREADS");
+    if (text == nullptr) return 1;
+    int threads = 1;
+    const char *end = text + std::strlen(text);
+    const auto result = std::from_chars(text, end, threads);
+    const bool usable = result.ptr == end && threads >= 0 && threads <= kThreadsMax;
+    return usable ? threads : 1;
+}
+
+}  // namespace
+
+ThreadScope::ThreadScope() {
+    static const int wanted = wantedThreads();
+    const std::lock_guard lock(scopesMutex);
+    if (scopesAlive++ > 0) return;
+    hostThreads = cv::getNumThreads();
+    if (wanted > 0 && wanted != hostThreads) cv::setNumThreads(wanted);
+}
+
+ThreadScope::~ThreadScope() {
+    const std::lock_guard lock(scopesMutex);
+    if (--scopesAlive > 0) return;
+    if (cv::getNumThreads() != hostThreads) cv::setNumThreads(hostThreads);
+}
+
+}  // namespace brairu::npu
