@@ -166,7 +166,8 @@ uint32_t pvaGetHandPoseVeinAndPrints(const uint8_t *image1, uint32_t width1, uin
  * (PVA_FEATURE_BYTES) to features. Returns 0 when they are written, else the placement or quality
  * code that says how to do better; features are then untouched. The code also goes to
  * pose->placementCode, and the centre of pose moves. The image is not written. Null pointers or sizes of
- * zero: 15, nothing is written. Throws: Config. */
+ * zero: 15, nothing is written. Throws: Config; std::invalid_argument unless the configured "feature"
+ * input_w and input_h are positive and even. */
 uint32_t pvaGetFeat(uint8_t *image, uint32_t width, uint32_t height, PvaHandPose *pose,
                     uint8_t *features);
 

@@ -91,7 +91,8 @@ std::uint32_t HandPose::extractFeatures(std::uint8_t* luma, FrameSize frame, Pva
 
 // Cuts the palm images and lets the quality gate judge them.
 std::uint32_t HandPose::cutPalm(const cv::Mat& frame, PvaHandPose& pose, PalmImages& images) {
-    const std::uint32_t code = extractPalm(frame, configuredInput(config_, "feature"), pose, images);
+    const std::uint32_t code =
+        extractPalm(frame, configuredInput(config_, "feature"), pose, images);
     if (code != PVA_PLACEMENT_GOOD) {
         return code;
     }

@@ -36,7 +36,8 @@ int configuredDetectionLevel(ConfigStore& config) {
 template <class Object>
 Object& published(Object* object, const char* call) {
     if (object == nullptr) {
-        throw std::logic_error(std::string(call) + ": the engine is not started; call init_pva first");
+        throw std::logic_error(std::string(call) +
+                               ": the engine is not started; call init_pva first");
     }
     return *object;
 }
@@ -65,8 +66,8 @@ TemplateStore& engineStore(const char* call) {
 void startEngine(const char* configPath) {
     EngineContext& context = engine();
     context.config = &configStore();
-    // The result does not matter: with an earlier document the engine goes on, without one the first
-    // lookup raises.
+    // The result does not matter: with an earlier document the engine goes on, without one the
+    // first lookup raises.
     context.config->load(std::string(configPath));
     ConfigDocument& document = context.config->document();
     context.detector = &handPose(document);

@@ -21,14 +21,14 @@ EngineContext& engine();
 // Serialises the calls that touch the template store.
 extern Mutex apiLock;
 
-// The published objects. Each throws std::logic_error, naming the exported call, while the engine is not
-// started.
+// The published objects. Each throws std::logic_error, naming the exported call, while the engine
+// is not started.
 ConfigStore& engineConfig(const char* call);
 HandPose& engineDetector(const char* call);
 TemplateStore& engineStore(const char* call);
 
-// Publishes the engine's objects, building each once per process, and reads the engine's own settings.
-// configPath must not be null.
+// Publishes the engine's objects, building each once per process, and reads the engine's own
+// settings. configPath must not be null.
 void startEngine(const char* configPath);
 
 // Withdraws the objects; they stay alive until the process exits.

@@ -18,8 +18,8 @@ std::string textOf(std::istream& stream) {
     return text.str();
 }
 
-// The first pass fills the document in place, so that a fault leaves what was read up to it; the second
-// is strict and also refuses what follows the document.
+// The first pass fills the document in place, so that a fault leaves what was read up to it; the
+// second is strict and also refuses what follows the document.
 void parseInto(ConfigDocument& document, const std::string& text) {
     std::istringstream stream(text);
     stream >> document;

@@ -11,12 +11,13 @@ using ConfigDocument = nlohmann::ordered_json;
 
 class ConfigStore {
 public:
-    // Parses the file into the document and makes it the target of save(), even when it fails. A failure is
-    // printed on standard output. After a parse error the document is what the parser left of it.
+    // Parses the file into the document and makes it the target of save(), even when it fails. A
+    // failure is printed on standard output. After a parse error the document is what the parser
+    // left of it.
     bool load(const std::string& path);
 
-    // Rewrites the file from the document. A failure is silent. A power cut leaves the old or the new text,
-    // wherever the folder lets a sibling file be made.
+    // Rewrites the file from the document. A failure is silent. A power cut leaves the old or the
+    // new text, wherever the folder lets a sibling file be made.
     void save() const;
 
     // True when document[section] exists and, unless key is empty, is an object that holds key.
@@ -33,9 +34,9 @@ private:
     ConfigDocument document_;
 };
 
-// Typed reads. A missing section or key is inserted as null; what is not of the type raises the JSON
-// library's type_error 302. Numbers may be booleans, integers or fractions; a fraction is cut towards
-// zero for an integer read.
+// Typed reads. A missing section or key is inserted as null; what is not of the type raises the
+// JSON library's type_error 302. Numbers may be booleans, integers or fractions; a fraction is cut
+// towards zero for an integer read.
 int readInt(ConfigDocument& document, const char* section, const char* key);
 float readFloat(ConfigDocument& document, const char* section, const char* key);
 std::string readText(ConfigDocument& document, const char* section, const char* key);

@@ -48,7 +48,8 @@ void FeatureNetworks::extract(const PalmImages& images, std::uint8_t* output) {
     runFeature(featureFrame(images.regionB), output, kSupportNetwork, 1);
 }
 
-void FeatureNetworks::runFeature(const cv::Mat& frame, std::uint8_t* output, int network, int slot) {
+void FeatureNetworks::runFeature(const cv::Mat& frame, std::uint8_t* output, int network,
+                                 int slot) {
     NetRuntime& runtime = network == kFeatureNetwork ? feature_ : support_;
     const NetOutputs outputs = runtime.run({frame.data, frame.total()});
     const std::span<const std::uint8_t> feature = outputs.data();

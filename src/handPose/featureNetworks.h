@@ -12,16 +12,17 @@ namespace brairu {
 
 class FeatureNetworks {
 public:
-    // Loads and prepares the feature network, then the support network. Ends the process on a fault of the
-    // NPU stack.
+    // Loads and prepares the feature network, then the support network. Ends the process on a fault
+    // of the NPU stack.
     explicit FeatureNetworks(ConfigDocument& document);
     ~FeatureNetworks();
 
-    // Writes the three blocks of one capture, PVA_FEATURE_BYTES, to output: region A and region B through the
-    // support network, the whole crop through the feature network.
+    // Writes the three blocks of one capture, PVA_FEATURE_BYTES, to output: region A and region B
+    // through the support network, the whole crop through the feature network.
     void extract(const PalmImages& images, std::uint8_t* output);
 
-    // Runs one network (0: feature, 1: support) on a 4:2:0 frame and copies its output to block slot of output.
+    // Runs one network (0: feature, 1: support) on a 4:2:0 frame and copies its output to block
+    // slot of output.
     void runFeature(const cv::Mat& frame, std::uint8_t* output, int network, int slot);
 
 private:

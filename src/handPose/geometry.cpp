@@ -72,7 +72,8 @@ float fitDirectedLineFrom7Points(const std::vector<cv::Point>& keyPoints, int or
     }
     const float ux = static_cast<float>(reference.x) / length;
     const float uy = static_cast<float>(reference.y) / length;
-    // A turn by a fixed angle of zero: the direction is that of the reference vector, not of the fit.
+    // A turn by a fixed angle of zero: the direction is that of the reference vector, not of the
+    // fit.
     constexpr float kSine = 0.0f;
     const float turnedX = ux + uy * kSine;
     const float turnedY = uy - ux * kSine;

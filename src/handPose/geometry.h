@@ -30,9 +30,9 @@ struct Line {
 // Least squares by singular value decomposition; points at one x get the solution of least norm.
 Line fitLine(std::span<const cv::Point> points);
 
-// Direction of the line through the finger bases (points 2 to 5), from the index finger to the little
-// finger for orientation 0 and back for 1: degrees in (-180, 180], y growing downwards. 0 when points
-// 2 and 5 coincide. Aborts unless there are exactly 7 points.
+// Direction of the line through the finger bases (points 2 to 5), from the index finger to the
+// little finger for orientation 0 and back for 1: degrees in (-180, 180], y growing downwards. 0
+// when points 2 and 5 coincide. Aborts unless there are exactly 7 points.
 float fitDirectedLineFrom7Points(const std::vector<cv::Point>& keyPoints, int orientation);
 
 }  // namespace brairu

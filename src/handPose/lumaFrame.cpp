@@ -34,7 +34,8 @@ void scaleRow(const std::uint8_t* source, const std::vector<std::uint32_t>& colu
 
 }  // namespace
 
-std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize frame, FrameSize input) {
+std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize frame,
+                                        FrameSize input) {
     const auto width = static_cast<std::size_t>(input.width);
     const auto height = static_cast<std::size_t>(input.height);
     std::vector<std::uint8_t> scaled(width * height * 3 / 2, kNeutralChroma);

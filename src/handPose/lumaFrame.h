@@ -1,5 +1,5 @@
-// The two frames that networks are given: a camera's luma scaled to the detector's input, and a grey palm
-// image in the broadcast range. Both are 4:2:0 with neutral chroma.
+// The two frames that networks are given: a camera's luma scaled to the detector's input, and a
+// grey palm image in the broadcast range. Both are 4:2:0 with neutral chroma.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,9 @@
 
 namespace brairu {
 
-// Scales a packed luma plane to the network's input by nearest neighbour and appends neutral chroma, so that
-// the network sees grey whatever the camera delivers. input.width x input.height x 3 / 2 bytes.
+// Scales a packed luma plane to the network's input by nearest neighbour and appends neutral
+// chroma, so that the network sees grey whatever the camera delivers. input.width x input.height x
+// 3 / 2 bytes.
 std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize frame, FrameSize input);
 
 // Planar 4:2:0 of a grey image with even sides: luma 16 + 0.859 x grey, then both chroma planes.

@@ -12,7 +12,8 @@ int percentOf(std::int64_t length, int whole) {
     return static_cast<int>(100 * length / whole);
 }
 
-std::uint32_t edgeCode(const PvaHandPose& pose, FrameSize frame, const PlacementSettings& settings) {
+std::uint32_t edgeCode(const PvaHandPose& pose, FrameSize frame,
+                       const PlacementSettings& settings) {
     const int halfWidth = pose.width / 2;
     const int halfHeight = pose.height / 2;
     const int horizontal = wholePercent(settings.horizontalTolerance);
@@ -32,9 +33,10 @@ std::uint32_t edgeCode(const PvaHandPose& pose, FrameSize frame, const Placement
     return PVA_PLACEMENT_GOOD;
 }
 
-// A hand is too small or too large only when both sides of its box are. Portrait frames are narrower, so a
-// hand fills more of their width: the width limits, and only these, come down.
-std::uint32_t sizeCode(const PvaHandPose& pose, FrameSize frame, const PlacementSettings& settings) {
+// A hand is too small or too large only when both sides of its box are. Portrait frames are
+// narrower, so a hand fills more of their width: the width limits, and only these, come down.
+std::uint32_t sizeCode(const PvaHandPose& pose, FrameSize frame,
+                       const PlacementSettings& settings) {
     const std::int64_t allowance = frame.width < frame.height ? kPortraitAllowance : 0;
     const std::int64_t widthMin = wholePercent(settings.widthMin) - allowance;
     const std::int64_t widthMax = wholePercent(settings.widthMax) - allowance;

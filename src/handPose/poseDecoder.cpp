@@ -52,15 +52,17 @@ struct Side {
 // One side of the box, from the extent of the points along it.
 Side enclosingSide(Extent extent) {
     const float margin = static_cast<float>(extent.largest - extent.smallest) * kMargin;
-    const auto low = static_cast<std::uint16_t>(truncatedInt(static_cast<float>(extent.smallest) - margin));
-    const auto high = static_cast<std::uint16_t>(truncatedInt(static_cast<float>(extent.largest) + margin));
+    const auto low =
+        static_cast<std::uint16_t>(truncatedInt(static_cast<float>(extent.smallest) - margin));
+    const auto high =
+        static_cast<std::uint16_t>(truncatedInt(static_cast<float>(extent.largest) + margin));
     const auto length = static_cast<std::uint16_t>(high - low);
     return {static_cast<std::uint16_t>(low + length / 2),
             static_cast<std::uint16_t>(static_cast<int>(length * kEnlargement))};
 }
 
-// Signed height of a point over the line through the bases of index and little finger. The slope is plain
-// IEEE division: a vertical line gives infinities and NaN, which count as not negative.
+// Signed height of a point over the line through the bases of index and little finger. The slope is
+// plain IEEE division: a vertical line gives infinities and NaN, which count as not negative.
 bool liesBelowFingerBases(const PvaHandPose& pose, int point) {
     const PvaPoint index = pose.keyPoints[2];
     const PvaPoint little = pose.keyPoints[5];

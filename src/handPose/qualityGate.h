@@ -26,8 +26,8 @@ struct Brightness {
 
 Brightness measureBrightness(const cv::Mat& region);
 
-// Variance of the Laplacian (3 x 3, reflected border) of a region. After J. L. Pech-Pacheco et al., "Diatom
-// autofocusing in brightfield microscopy", ICPR 2000.
+// Variance of the Laplacian (3 x 3, reflected border) of a region. After J. L. Pech-Pacheco et al.,
+// "Diatom autofocusing in brightfield microscopy", ICPR 2000.
 float measureSharpness(const cv::Mat& region);
 
 // The quality code of the two palm regions: 0, or the first limit that fails.

@@ -14,7 +14,8 @@ constexpr double kThirdBlockAllowance = 0.1;
 
 using TemplateBytes = std::array<std::uint8_t, kTemplateBytes>;
 
-// The stored template, drawn towards the mean of the recent probes. Its trailer is not carried over.
+// The stored template, drawn towards the mean of the recent probes. Its trailer is not carried
+// over.
 TemplateBytes learnedTemplate(const TemplateBytes& stored, const AuthHistory& history) {
     TemplateBytes learned{};
     for (std::size_t block = 0; block < kBlocks; ++block) {
@@ -43,6 +44,20 @@ void learn(TemplateStore& store, const AuthHistory& history, int templateIndex) 
     if (store.readTemplate(id, templateIndex, stored)) {
         store.writeTemplate(id, templateIndex, learnedTemplate(stored, history));
     }
+}
+
+// Ends a full history: its matches confirm a palm, or count for nothing.
+bool settle(TemplateStore& store, AuthHistory& history, int templateIndex, PvaAuthResult& result) {
+    const int id = history.oldestRowId();
+    const bool confirmed = history.agrees();
+    if (confirmed && canLearn(history)) {
+        learn(store, history, templateIndex);
+    }
+    history.clear();
+    if (confirmed) {
+        store.keyOfId(id, result.userid, result.palmindex);
+    }
+    return confirmed;
 }
 
 }  // namespace
@@ -88,19 +103,7 @@ bool identify(TemplateStore& store, AuthHistory& history, int securityLevel,
     const int needed = std::max(securityLevel, 1);
     history.add(probe, result);
     history.cutTo(needed);
-    if (history.count() < needed) {
-        return false;
-    }
-    const int id = history.oldestRowId();
-    const bool confirmed = history.agrees();
-    if (confirmed && canLearn(history)) {
-        learn(store, history, templateIndex);
-    }
-    history.clear();
-    if (confirmed) {
-        store.keyOfId(id, result.userid, result.palmindex);
-    }
-    return confirmed;
+    return history.count() == needed && settle(store, history, templateIndex, result);
 }
 
 BlockSimilarities compareCaptures(const std::uint8_t* probe, const std::uint8_t* reference) {

@@ -33,8 +33,8 @@ private:
     std::vector<float> similarities_;
 };
 
-// One 1:N attempt. True when a palm is confirmed by securityLevel agreeing matches; result is then complete, and
-// the template that matched may have learned from them. Needs the API lock.
+// One 1:N attempt. True when a palm is confirmed by securityLevel agreeing matches; result is then
+// complete, and the template that matched may have learned from them. Needs the API lock.
 bool identify(TemplateStore& store, AuthHistory& history, int securityLevel,
               const CaptureBlocks& probe, PvaAuthResult& result);
 

@@ -15,8 +15,8 @@ using BlockList = std::vector<FeatureBlock>;
 
 constexpr int kSmallestMaxCountToCompare = 2;
 
-// Distance of every capture from the mean of all, in block 0. One without a direction (all zeros) sorts
-// last.
+// Distance of every capture from the mean of all, in block 0. One without a direction (all zeros)
+// sorts last.
 std::vector<float> distancesFromMean(const BlockList& list) {
     const FeatureBlock mean = meanFeature(list);
     std::vector<float> distances;
@@ -73,7 +73,8 @@ std::vector<std::uint8_t> rowOf(const RegisterBuffer& buffer, int centreCount) {
     const auto centres = static_cast<std::size_t>(centreCount);
     std::vector<std::uint8_t> row(centres * kTemplateBytes);
     for (std::size_t centre = 0; centre < centres; ++centre) {
-        writeCentre(buffer, centre, std::span(row).subspan(centre * kTemplateBytes, kTemplateBytes));
+        writeCentre(buffer, centre,
+                    std::span(row).subspan(centre * kTemplateBytes, kTemplateBytes));
     }
     return row;
 }
@@ -134,8 +135,7 @@ bool repeatsFirstHalf(const RegisterBuffer& buffer, const FeatureBlock& block0, 
 
 bool computeCentres(RegisterBuffer& buffer, int centreCount) {
     auto& lists = buffer.lists();
-    const bool parallel =
-        lists[0].size() == lists[1].size() && lists[0].size() == lists[2].size();
+    const bool parallel = lists[0].size() == lists[1].size() && lists[0].size() == lists[2].size();
     if (centreCount < 1 || lists[0].empty() || !parallel) {
         return false;
     }
@@ -161,7 +161,8 @@ CommitOutcome commitRegistration(TemplateStore& store, RegisterBuffer& buffer,
     if (checkDuplicate && isEnrolled(store, buffer)) {
         return CommitOutcome::duplicate;
     }
-    // A template blob that SQLite refused to bind counts as committed, as hosts have come to expect.
+    // A template blob that SQLite refused to bind counts as committed, as hosts have come to
+    // expect.
     const auto outcome = store.enrolPalm(key, rowOf(buffer, store.centreCount()));
     return outcome == TemplateStore::EnrolOutcome::failed ? CommitOutcome::failed
                                                           : CommitOutcome::committed;

@@ -1,4 +1,5 @@
-// Enrolment: captures are buffered, refused when they repeat each other, and reduced to centre templates.
+// Enrolment: captures are buffered, refused when they repeat each other, and reduced to centre
+// templates.
 #pragma once
 
 #include <array>
@@ -18,8 +19,8 @@ using CaptureBlocks = std::array<FeatureBlock, kBlocks>;
 // Copies 3 x blockLength bytes at feature. A length below 1 gives empty blocks.
 CaptureBlocks splitFeature(const std::uint8_t* feature, int blockLength);
 
-// The captures of the running enrolment, block by block and in order of arrival; after computeCentres the
-// centres that they were reduced to.
+// The captures of the running enrolment, block by block and in order of arrival; after
+// computeCentres the centres that they were reduced to.
 class RegisterBuffer {
 public:
     void add(CaptureBlocks capture);
@@ -39,14 +40,14 @@ private:
 // How similar two captures of one enrolment may be, by dynamic detection level.
 float dynamicSimilarityCap(int level);
 
-// Whether the next capture must be refused: the first one after the first half of an enrolment must differ
-// from all before it. Level 0 refuses none.
+// Whether the next capture must be refused: the first one after the first half of an enrolment must
+// differ from all before it. Level 0 refuses none.
 bool repeatsFirstHalf(const RegisterBuffer& buffer, const FeatureBlock& block0, int maxCount,
                       int level);
 
-// Reduces the buffer to centreCount centres per block: the mean of all captures, then the means of groups of
-// equal size by distance from it. False if there is nothing to reduce. Throws std::invalid_argument when
-// a group is empty.
+// Reduces the buffer to centreCount centres per block: the mean of all captures, then the means of
+// groups of equal size by distance from it. False if there is nothing to reduce. Throws
+// std::invalid_argument when a group is empty.
 bool computeCentres(RegisterBuffer& buffer, int centreCount);
 
 enum class CommitOutcome { committed, duplicate, failed };

@@ -1,4 +1,5 @@
-// 1:N search: block 0 against every occupied slot of the feature cache, then blocks 1 and 2 of the best.
+// 1:N search: block 0 against every occupied slot of the feature cache, then blocks 1 and 2 of the
+// best.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +17,8 @@ struct SearchHit {
     float similarity = 0.0f;
 };
 
-// At most k hits in descending similarity; of equals, the lower slot is kept and comes first. An unmapped
-// or empty cache has none.
+// At most k hits in descending similarity; of equals, the lower slot is kept and comes first. An
+// unmapped or empty cache has none.
 std::vector<SearchHit> searchTopK(const FeatureCacheFile& cache, std::span<const std::int8_t> probe,
                                   int k);
 
@@ -28,9 +29,10 @@ struct ProbeBlocks {
     const FeatureBlock& block2;
 };
 
-// Finds the palm whose template agrees with the probe on all three blocks. True when one does: result
-// then has its row id and block-0 similarity. They are also written, with false, for a candidate whose
-// template cannot be read. templateIndex becomes the template number of the last candidate looked at.
+// Finds the palm whose template agrees with the probe on all three blocks. True when one does:
+// result then has its row id and block-0 similarity. They are also written, with false, for a
+// candidate whose template cannot be read. templateIndex becomes the template number of the last
+// candidate looked at.
 bool matchProbe(TemplateStore& store, const ProbeBlocks& probe, PvaAuthResult& result,
                 int& templateIndex);
 

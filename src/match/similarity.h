@@ -16,19 +16,19 @@ FeatureBlock blockOf(const std::uint8_t* data, std::size_t length);
 
 std::span<const std::int8_t> bytesOf(const FeatureBlock& block);
 
-// 1 - cosine. NaN if a block is all zeros, or for blocks of different lengths: every threshold test then
-// fails.
+// 1 - cosine. NaN if a block is all zeros, or for blocks of different lengths: every threshold test
+// then fails.
 float cosineDistance(const FeatureBlock& a, const FeatureBlock& b);
 
 // The same in single precision as a similarity.
 float cosineSimilarity(const FeatureBlock& a, const FeatureBlock& b);
 
-// The cosine in integer sums, for scanning many records; at most 1. Two all-zero blocks count as identical,
-// one all-zero block as unrelated.
+// The cosine in integer sums, for scanning many records; at most 1. Two all-zero blocks count as
+// identical, one all-zero block as unrelated.
 float indexSimilarity(const std::int8_t* probe, const std::int8_t* stored, std::size_t length);
 
-// Element-wise mean, cut towards zero. Throws std::invalid_argument for an empty list or blocks of different
-// lengths.
+// Element-wise mean, cut towards zero. Throws std::invalid_argument for an empty list or blocks of
+// different lengths.
 FeatureBlock meanFeature(std::span<const FeatureBlock> blocks);
 
 // weight * x + (1 - weight) * y, cut towards zero, of blocks of one length.

@@ -3,9 +3,9 @@
 //   offset 0   8 bytes of nonce
 //   offset 8   the model, enciphered in chunks of 1024 bytes
 //
-// Every chunk is XORed with the same ChaCha20 keystream (64-bit nonce, counter 0, D. J. Bernstein, "ChaCha, a
-// variant of Salsa20", 2008), the last, short one with its beginning. The format is fixed; it keeps models from
-// casual eyes and authenticates nothing.
+// Every chunk is XORed with the same ChaCha20 keystream (64-bit nonce, counter 0, D. J. Bernstein,
+// "ChaCha, a variant of Salsa20", 2008), the last, short one with its beginning. The format is
+// fixed; it keeps models from casual eyes and authenticates nothing.
 #pragma once
 
 #include <array>

@@ -33,8 +33,8 @@ std::optional<std::uint32_t> containerSize(std::FILE* file) {
     return static_cast<std::uint32_t>(size);
 }
 
-// Deciphers chunk after chunk into plain, which holds a whole file's bytes. False when the file turns out
-// longer than that.
+// Deciphers chunk after chunk into plain, which holds a whole file's bytes. False when the file
+// turns out longer than that.
 bool decipher(std::FILE* file, std::span<std::uint8_t> plain, const ModelNonce& nonce,
               const ModelKey& key) {
     std::array<std::uint8_t, kChunkBytes> chunk;

@@ -20,9 +20,10 @@ struct ModelBuffer {
     std::uint32_t size = 0;
 };
 
-// Reads and deciphers the container at path. False, with an empty model, when it cannot be read or is no
-// container; what cannot be opened is reported on standard output. A container that grows while it is read gives true
-// and an empty model. Whether the key was right shows only when the network is built.
+// Reads and deciphers the container at path. False, with an empty model, when it cannot be read or
+// is no container; what cannot be opened is reported on standard output. A container that grows
+// while it is read gives true and an empty model. Whether the key was right shows only when the
+// network is built.
 bool readModelFile(const std::string& path, ModelBuffer& model, const ModelKey& key);
 bool readModelFile(const std::string& path, ModelBuffer& model);
 

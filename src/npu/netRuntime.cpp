@@ -29,7 +29,8 @@ std::uint32_t bytesOf(FrameSize frame) {
     }
     const std::int64_t luma = static_cast<std::int64_t>(frame.width) * frame.height;
     const std::int64_t bytes = luma + luma / 2;
-    return bytes <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::uint32_t>(bytes) : 0;
+    return bytes <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::uint32_t>(bytes)
+                                                             : 0;
 }
 
 }  // namespace
@@ -169,8 +170,9 @@ void NetRuntime::allocateFrame() {
 }
 
 void NetRuntime::createGraph() {
-    graph_ = {CreateNetGraph(context_.get(), netModel_.get(), blobsModel_.get(), kEveryLayer, kAnyDevice),
-              GraphRelease{&faults_}};
+    graph_ = {
+        CreateNetGraph(context_.get(), netModel_.get(), blobsModel_.get(), kEveryLayer, kAnyDevice),
+        GraphRelease{&faults_}};
     faults_.require(vxVerifyGraph(graph_.get()));
     unload(netModel_);
     unload(blobsModel_);
@@ -184,8 +186,8 @@ NpuImageDescriptor NetRuntime::imageDescriptor() const {
     image.strideUV = frame_.width;
     image.format = NPU_FORMAT_YUV420_TWO_PLANE;
     image.physicalY = framePhysical_;
-    image.physicalUV =
-        framePhysical_ + static_cast<std::uint32_t>(frame_.width) * static_cast<std::uint32_t>(frame_.height);
+    image.physicalUV = framePhysical_ + static_cast<std::uint32_t>(frame_.width) *
+                                            static_cast<std::uint32_t>(frame_.height);
     image.outputWidth = frame_.width;
     image.outputHeight = frame_.height;
     return image;

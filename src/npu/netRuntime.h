@@ -13,8 +13,9 @@
 
 namespace brairu {
 
-// Where a non-zero status of the NPU stack goes: one line on standard output that names the owner's source
-// file and the line of the check, and, for fatal ones, the end of the process with exit status 1.
+// Where a non-zero status of the NPU stack goes: one line on standard output that names the owner's
+// source file and the line of the check, and, for fatal ones, the end of the process with exit
+// status 1.
 class NpuFaults {
 public:
     explicit NpuFaults(const char* sourceFile) : sourceFile_(sourceFile) {}
@@ -26,7 +27,8 @@ private:
     const char* sourceFile_;
 };
 
-// The outputs of one run, released when they go. data is that of the last tensor, valid as long as this object.
+// The outputs of one run, released when they go. data is that of the last tensor, valid as long as
+// this object.
 class NetOutputs {
 public:
     NetOutputs(const NpuFaults& faults, vx_graph graph);
@@ -59,7 +61,8 @@ public:
     // Hands both models to the stack and frees their buffers.
     void loadModels(ModelPair models);
 
-    // Builds and verifies the graph, its input tensor and its frame memory. Ends the process on any fault.
+    // Builds and verifies the graph, its input tensor and its frame memory. Ends the process on any
+    // fault.
     void prepare(FrameSize frame);
 
     // Runs the network on a 4:2:0 frame; at most the bytes of the prepared frame size are taken.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -45,12 +46,22 @@ FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
         std::perror("open");
         return;
     }
-    if (::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0) {
+    if (resize()) {
+        map("mmap");
+    }
+}
+
+bool FeatureCacheFile::resize() {
+    const auto size = static_cast<off_t>(fileSize_);
+    struct stat status {};
+    const bool known = ::fstat(fd_.get(), &status) == 0;
+    if (::ftruncate(fd_.get(), size) != 0) {
         std::perror("ftruncate");
         fd_.reset();
-        return;
+        return false;
     }
-    map("mmap");
+    wasResized_ = known && status.st_size > 0 && status.st_size != size;
+    return true;
 }
 
 bool FeatureCacheFile::map(const char* fault) {

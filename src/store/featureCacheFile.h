@@ -55,6 +55,11 @@ public:
     void leaveMapped() { mapping_ = nullptr; }
 
     bool isMapped() const { return mapping_ != nullptr; }
+
+    // Whether the file had content of another size when it was opened, and thus of another layout:
+    // what it holds then means nothing.
+    bool wasResized() const { return wasResized_; }
+
     std::uint32_t capacity() const { return capacity_; }
     std::uint32_t recordSize() const { return recordSize_; }
 
@@ -67,6 +72,7 @@ public:
 private:
     bool holds(std::int64_t slot) const;
     std::int8_t* writableRecord(std::size_t slot);
+    bool resize();
     bool map(const char* fault);
     void unmap();
     void flushLater();
@@ -77,6 +83,7 @@ private:
     std::uint64_t fileSize_;
     FileDescriptor fd_;
     std::uint8_t* mapping_ = nullptr;
+    bool wasResized_ = false;
 };
 
 }  // namespace brairu

@@ -62,13 +62,17 @@ std::size_t TemplateStore::migratedSize() const {
 }
 
 bool TemplateStore::agreesWith(int rows) const {
-    return slotsOf(rows) == featureCount_ && (featureCount_ > 0 || rows == 0);
+    if (slotsOf(rows) != featureCount_) {
+        return false;
+    }
+    return featureCount_ > 0 ? !cacheIsStale_ : rows == 0;
 }
 
 bool TemplateStore::rebuildCache() {
     __android_log_print(ANDROID_LOG_ERROR, kLogTag,
                         "######### pva search rebuild ############\r\n");
     cache_.clear();
+    cacheIsStale_ = false;
     SqliteStatement rows(connection_, "SELECT id, vector_data FROM userInfo;");
     if (!rows.isPrepared()) {
         std::cerr << "准备查询失败: " << connection_.errorText() << std::endl;

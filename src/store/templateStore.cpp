@@ -60,6 +60,7 @@ TemplateStore::TemplateStore(const ConfigDocument& document)
       cache_{cacheFileName(readText(config_, "database", "search_index_path")),
              cacheCapacity(centreCount_),
              cacheRecordSize(readInt(config_, "feature", "feature_len"))},
+      cacheIsStale_(cache_.wasResized()),
       featureCount_(cache_.count()) {}
 
 // The process is about to exit and does not wait for the cache to reach the disk.

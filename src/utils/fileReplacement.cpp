@@ -45,8 +45,8 @@ void syncFolder(const std::string& folder) {
     }
 }
 
-// A new file beside the one at path, with its owner and mode. It goes with the object unless it took
-// the place of the other.
+// A new file beside the one at path, with its owner and mode. It goes with the object unless it
+// took the place of the other.
 class Sibling {
 public:
     explicit Sibling(const std::string& path);

@@ -4,9 +4,10 @@
 
 namespace brairu {
 
-// Writes text as the whole content of the file at path. The file is replaced in one step, so that a power
-// cut or a full disk leaves the old or the new content; its mode is kept. Where that cannot be done (no right
-// to create a file beside it, not a regular file, a link) it is truncated and written instead. False on failure.
+// Writes text as the whole content of the file at path. The file is replaced in one step, so that a
+// power cut or a full disk leaves the old or the new content; its mode is kept. Where that cannot
+// be done (no right to create a file beside it, not a regular file, a link) it is truncated and
+// written instead. False on failure.
 bool replaceFile(const std::string& path, const std::string& text);
 
 }  // namespace brairu
