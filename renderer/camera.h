@@ -1,0 +1,39 @@
+#pragma once
+
+#include "renderer/captureConditions.h"
+
+#include <opencv2/core.hpp>
+
+namespace brairu {
+
+// Where a point of the palm appears in the frame, and back: perspective of the tilted palm plus the
+// soft stretching of the skin.
+class Camera {
+public:
+    Camera(const CaptureConditions& conditions, Hand hand, cv::Size frame);
+
+    cv::Point2f toFrame(const cv::Point2f& palm) const;
+    cv::Point2f toPalm(const cv::Point2f& frame) const;
+
+    // Palm breadth in frame pixels.
+    float scale() const { return scale_; }
+
+    // Smallest palm rectangle that the frame shows.
+    cv::Rect2f visibleArea() const;
+
+    // For each frame pixel its position in a raster over `area` of `rasterScale` pixels per palm
+    // breadth, CV_32FC2.
+    cv::Mat rasterMap(const cv::Rect2f& area, float rasterScale) const;
+
+private:
+    cv::Point2f stretchAt(const cv::Point2f& palm) const;
+
+    cv::Size frame_;
+    float scale_;
+    cv::Matx33f palmToFrame_;
+    cv::Matx33f frameToPalm_;
+    float stretch_;
+    std::array<float, 8> phase_;
+};
+
+}  // namespace brairu

@@ -1,0 +1,71 @@
+#include "renderer/palmIdentity.h"
+
+#include "renderer/random.h"
+#include "renderer/skinTexture.h"
+
+#include <cmath>
+
+namespace brairu {
+
+namespace {
+
+enum Stream : std::uint64_t { kPersonStream = 1, kHandStream = 2, kSkinStream = 3 };
+
+constexpr float kDegree = static_cast<float>(CV_PI / 180.0);
+
+FingerShape finger(Random& person, Random& hand, cv::Point2f base, float length, float width,
+                   float splay) {
+    FingerShape shape{};
+    shape.base = base + cv::Point2f(person.normal(0.008f) + hand.normal(0.004f),
+                                    person.normal(0.012f) + hand.normal(0.004f));
+    shape.length = length * (1.0f + person.normal(0.05f) + hand.normal(0.008f));
+    shape.baseWidth = width * (1.0f + person.normal(0.03f));
+    shape.tipWidth = shape.baseWidth * person.uniform(0.66f, 0.80f);
+    shape.splay = (splay + person.normal(2.0f) + hand.normal(1.0f)) * kDegree;
+    return shape;
+}
+
+void placeKeyPoints(HandShape& shape) {
+    const float stretch = shape.palmLength;
+    shape.keyPoints = {cv::Point2f(0.0f, -0.45f * stretch), cv::Point2f(-0.44f, -0.90f * stretch),
+                       shape.fingers[0].base,               shape.fingers[1].base,
+                       shape.fingers[2].base,               shape.fingers[3].base,
+                       cv::Point2f(0.37f, -0.80f * stretch)};
+}
+
+HandShape shapeOf(Random& person, Random& hand) {
+    const float reach = person.uniform(0.90f, 1.12f);
+    const float girth = person.uniform(0.90f, 1.04f);
+    HandShape shape{};
+    shape.fingers = {
+        finger(person, hand, {-0.375f, 0.085f}, 0.86f * reach, 0.245f * girth, -7.0f),
+        finger(person, hand, {-0.130f, 0.130f}, 0.95f * reach, 0.250f * girth, -1.0f),
+        finger(person, hand, {0.130f, 0.090f}, 0.88f * reach, 0.240f * girth, 5.0f),
+        finger(person, hand, {0.375f, -0.085f}, 0.70f * reach, 0.215f * girth, 14.0f)};
+    shape.thumbLength = 0.66f * reach * person.uniform(0.93f, 1.07f);
+    shape.thumbWidth = 0.25f * girth * person.uniform(0.92f, 1.1f);
+    shape.palmLength = person.uniform(0.93f, 1.07f);
+    shape.thenarBulge = person.uniform(-0.03f, 0.05f);
+    shape.wristWidth = person.uniform(0.64f, 0.78f);
+    placeKeyPoints(shape);
+    return shape;
+}
+
+}  // namespace
+
+PalmIdentity identityOf(std::uint64_t seed, int person, Hand hand) {
+    const auto personKey = static_cast<std::uint64_t>(person);
+    const auto handKey = static_cast<std::uint64_t>(hand);
+    Random ofPerson{seed, personKey, kPersonStream};
+    Random ofHand{seed, personKey, handKey, kHandStream};
+    Random ofSkin{seed, personKey, handKey, kSkinStream};
+    PalmIdentity identity{};
+    identity.key = ofHand.next();
+    identity.hand = hand;
+    identity.albedo = ofPerson.uniform(0.55f, 1.0f);
+    identity.shape = shapeOf(ofPerson, ofHand);
+    drawSkin(identity, ofSkin);
+    return identity;
+}
+
+}  // namespace brairu

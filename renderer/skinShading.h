@@ -1,0 +1,26 @@
+#pragma once
+
+#include "renderer/captureConditions.h"
+#include "renderer/silhouette.h"
+
+#include <opencv2/core.hpp>
+
+namespace brairu {
+
+// A body part drawn over an area of palm coordinates: channel 0 is a soft coverage whose middle
+// value is the outline, channel 1 the shading by its relief (kFullShade is skin facing the light).
+struct ShadedSkin {
+    cv::Mat coverageAndShade;
+    cv::Rect2f area;
+    // Pixels per palm breadth.
+    float scale;
+};
+
+inline constexpr float kFullShade = 180.0f;
+// Softness of the coverage: deviation of the blur in palm breadths.
+inline constexpr float kOutlineBlur = 0.022f;
+
+ShadedSkin shadeSkin(const Silhouette& silhouette, const CaptureConditions& conditions,
+                     cv::Rect2f area, float scale);
+
+}  // namespace brairu

@@ -1,0 +1,306 @@
+#include "renderer/skinTexture.h"
+
+#include "renderer/curves.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace brairu {
+
+namespace {
+
+constexpr int kSubPixelBits = 4;
+constexpr float kPi = static_cast<float>(CV_PI);
+
+cv::Size textureSize() {
+    return {cvRound(kTextureArea.width * kTextureScale),
+            cvRound(kTextureArea.height * kTextureScale)};
+}
+
+cv::Point subPixel(const cv::Point2f& palm) {
+    const float unit = kTextureScale * static_cast<float>(1 << kSubPixelBits);
+    return {cvRound((palm.x - kTextureArea.x) * unit),
+            cvRound((kTextureArea.y + kTextureArea.height - palm.y) * unit)};
+}
+
+struct Stroke {
+    Curve path;
+    float depth;
+    float width;
+};
+
+float taper(std::size_t i, std::size_t count) {
+    const float t = static_cast<float>(i) / static_cast<float>(count);
+    return std::min(1.0f, 6.0f * std::min(t, 1.0f - t) + 0.25f);
+}
+
+// Draws a line whose depth wavers along its length and fades out at both ends.
+void drawStroke(cv::Mat& layer, const Stroke& stroke, Random& random) {
+    float waver = 1.0f;
+    for (std::size_t i = 0; i + 1 < stroke.path.size(); ++i) {
+        waver += random.normal(0.12f) - 0.2f * (waver - 1.0f);
+        const float strength = taper(i, stroke.path.size()) * std::clamp(waver, 0.45f, 1.4f);
+        const int thickness = std::max(1, cvRound(stroke.width * strength * kTextureScale));
+        cv::line(layer, subPixel(stroke.path[i]), subPixel(stroke.path[i + 1]),
+                 cv::Scalar::all(std::min(255.0f, 255.0f * stroke.depth * strength)), thickness,
+                 cv::LINE_AA, kSubPixelBits);
+    }
+}
+
+Curve jittered(const Curve& points, Random& random, float deviation) {
+    Curve result;
+    for (const cv::Point2f& point : points) {
+        result.push_back(point + cv::Point2f(random.normal(deviation), random.normal(deviation)));
+    }
+    return result;
+}
+
+Curve wobbling(Curve curve, Random& random, float deviation) {
+    cv::Point2f drift(0.0f, 0.0f);
+    for (cv::Point2f& point : curve) {
+        drift = drift * 0.7f + cv::Point2f(random.normal(deviation), random.normal(deviation));
+        point += drift;
+    }
+    return curve;
+}
+
+Curve stretchedPalm(Curve points, float palmLength) {
+    for (cv::Point2f& point : points) {
+        point.y *= point.y < 0.0f ? palmLength : 1.0f;
+    }
+    return points;
+}
+
+// Short lines that leave a crease at a shallow angle.
+void drawForks(cv::Mat& layer, const Stroke& crease, Random& random) {
+    const int forks = random.below(5);
+    for (int k = 0; k < forks; ++k) {
+        const auto count = static_cast<int>(crease.path.size());
+        const auto at = static_cast<std::size_t>(1 + random.below(count - 2));
+        const cv::Point2f start = crease.path[at];
+        const cv::Point2f along = crease.path[at] - crease.path[at - 1];
+        const float heading = std::atan2(along.y, along.x) + random.normal(0.5f);
+        const float length = random.uniform(0.06f, 0.24f);
+        const cv::Point2f end =
+            start + cv::Point2f(std::cos(heading), std::sin(heading)) * length;
+        const cv::Point2f middle =
+            (start + end) * 0.5f + cv::Point2f(random.normal(0.01f), random.normal(0.01f));
+        drawStroke(layer,
+                   {smoothCurve({start, middle, end}, 5), crease.depth * random.uniform(0.4f, 0.9f),
+                    crease.width * 0.7f},
+                   random);
+    }
+}
+
+void drawPrincipal(cv::Mat& layer, const Curve& points, float palmLength, Random& random) {
+    const Curve through = stretchedPalm(jittered(points, random, 0.028f), palmLength);
+    const Curve path = wobbling(smoothCurve(through, 7), random, 0.002f);
+    const Stroke stroke{path, random.uniform(0.55f, 1.0f), random.uniform(0.008f, 0.016f)};
+    drawForks(layer, stroke, random);
+    drawStroke(layer, stroke, random);
+}
+
+void drawPrincipalCreases(cv::Mat& layer, float palmLength, Random& random) {
+    const float heart = random.normal(0.05f);
+    const float head = random.normal(0.07f);
+    const float life = random.normal(0.05f);
+    drawPrincipal(layer,
+                  {{0.52f, -0.27f + heart},
+                   {0.30f, -0.22f + heart},
+                   {0.08f, -0.15f + heart * 0.7f},
+                   {-0.12f, -0.06f + heart * 0.3f},
+                   {-0.24f, 0.03f}},
+                  palmLength, random);
+    drawPrincipal(layer,
+                  {{-0.50f, -0.22f},
+                   {-0.28f, -0.25f + head * 0.5f},
+                   {-0.05f, -0.33f + head},
+                   {0.18f, -0.45f + head},
+                   {0.38f, -0.60f + head}},
+                  palmLength, random);
+    drawPrincipal(layer,
+                  {{-0.49f, -0.23f},
+                   {-0.26f + life, -0.30f},
+                   {-0.11f + life, -0.48f},
+                   {-0.05f + life, -0.72f},
+                   {-0.10f + life, -0.95f},
+                   {-0.17f, -1.12f}},
+                  palmLength, random);
+}
+
+// A line of random place, direction and bow within the palm.
+Stroke randomLine(Random& random, cv::Point2f centre, float heading, float length) {
+    const cv::Point2f along(std::cos(heading), std::sin(heading));
+    const cv::Point2f across(-along.y, along.x);
+    const float bow = random.normal(0.12f) * length;
+    const cv::Point2f half = along * (0.5f * length);
+    return {smoothCurve({centre - half, centre + across * bow, centre + half}, 6),
+            random.uniform(0.15f, 0.6f), random.uniform(0.004f, 0.010f)};
+}
+
+void drawLines(cv::Mat& layer, Random& random, int count, cv::Point2f centre, cv::Point2f reach,
+               float heading, float deviation) {
+    for (int i = 0; i < count; ++i) {
+        const cv::Point2f at(centre.x + random.uniform(-reach.x, reach.x),
+                             centre.y + random.uniform(-reach.y, reach.y));
+        const Stroke line = randomLine(random, at, heading + random.normal(deviation),
+                                       random.uniform(0.10f, 0.5f));
+        drawStroke(layer, line, random);
+    }
+}
+
+void drawSecondaryLines(cv::Mat& layer, Random& random) {
+    const float density = random.uniform(0.3f, 1.6f);
+    const auto some = [&](int most) {
+        return cvRound(density * static_cast<float>(random.below(most + 1)));
+    };
+    drawLines(layer, random, some(3), {0.02f, -0.55f}, {0.12f, 0.2f}, kPi * 0.5f, 0.15f);
+    drawLines(layer, random, some(8), {-0.32f, -0.65f}, {0.2f, 0.3f}, kPi * 0.25f, 0.25f);
+    drawLines(layer, random, some(8), {-0.32f, -0.65f}, {0.2f, 0.3f}, kPi * 0.75f, 0.25f);
+    drawLines(layer, random, some(8), {0.33f, -0.65f}, {0.15f, 0.3f}, kPi * 0.85f, 0.3f);
+    drawLines(layer, random, some(10), {0.0f, -0.05f}, {0.4f, 0.12f}, kPi * 0.5f, 0.35f);
+    drawLines(layer, random, some(14), {0.0f, -0.5f}, {0.5f, 0.55f}, 0.0f, 1.6f);
+}
+
+void drawFingerBaseCreases(cv::Mat& layer, const HandShape& shape, Random& random) {
+    for (const FingerShape& finger : shape.fingers) {
+        const int lines = 1 + random.below(2);
+        for (int i = 0; i < lines; ++i) {
+            const float lift = random.normal(0.012f) + 0.025f * static_cast<float>(i);
+            const cv::Point2f half(finger.baseWidth * 0.5f, 0.0f);
+            const cv::Point2f centre = finger.base + cv::Point2f(0.0f, lift);
+            const Curve path = smoothCurve(
+                {centre - half, centre + cv::Point2f(0.0f, random.normal(0.012f)), centre + half},
+                6);
+            drawStroke(layer, {path, random.uniform(0.4f, 0.8f), 0.010f}, random);
+        }
+    }
+}
+
+cv::Mat drawCreases(const HandShape& shape, Random& random) {
+    cv::Mat fine = cv::Mat::zeros(textureSize(), CV_8U);
+    drawSecondaryLines(fine, random);
+    drawFingerBaseCreases(fine, shape, random);
+    cv::Mat principal = cv::Mat::zeros(textureSize(), CV_8U);
+    drawPrincipalCreases(principal, shape.palmLength, random);
+    cv::Mat broad;
+    cv::GaussianBlur(principal, broad, {}, 4.0);
+    cv::max(fine, principal, fine);
+    cv::GaussianBlur(fine, fine, {}, 0.9);
+    cv::addWeighted(fine, 0.85, broad, 0.5, 0.0, fine);
+    return fine;
+}
+
+// A growing tip of the vein tree.
+struct VeinTip {
+    cv::Point2f at;
+    float heading;
+    float width;
+    float strength;
+    int generation;
+};
+
+bool inPalm(const cv::Point2f& point) {
+    return std::abs(point.x) < 0.58f && point.y > -1.3f && point.y < 0.25f;
+}
+
+VeinTip childOf(const VeinTip& parent, Random& random) {
+    const float side = random.chance(0.5f) ? 1.0f : -1.0f;
+    return {parent.at, parent.heading + side * random.uniform(0.35f, 1.0f),
+            parent.width * random.uniform(0.55f, 0.9f),
+            parent.strength * random.uniform(0.6f, 1.05f), parent.generation + 1};
+}
+
+// Follows one vein to its end; the tips that split off it are appended.
+Curve growVein(VeinTip tip, Random& random, std::vector<VeinTip>& tips) {
+    constexpr float kStep = 0.035f;
+    Curve path{tip.at};
+    float bend = random.normal(0.06f);
+    const int steps = 6 + random.below(tip.generation == 0 ? 34 : 22);
+    for (int i = 0; i < steps && inPalm(tip.at); ++i) {
+        bend = 0.8f * bend + random.normal(0.09f);
+        tip.heading += bend;
+        tip.at += cv::Point2f(std::cos(tip.heading), std::sin(tip.heading)) * kStep;
+        path.push_back(tip.at);
+        if (tip.generation < 3 && tips.size() < 40 && random.chance(0.13f)) {
+            tips.push_back(childOf(tip, random));
+        }
+    }
+    return path;
+}
+
+VeinTip rootOf(Random& random) {
+    const float width = random.uniform(0.018f, 0.040f);
+    const float strength = random.uniform(0.45f, 1.0f);
+    switch (random.below(5)) {
+    case 0:
+        return {{-0.55f, random.uniform(-0.6f, -0.1f)}, random.normal(0.5f), width, strength, 0};
+    case 1:
+        return {{0.55f, random.uniform(-0.9f, -0.1f)}, kPi + random.normal(0.5f), width, strength,
+                0};
+    case 2:
+        return {{random.uniform(-0.4f, 0.4f), 0.2f}, -0.5f * kPi + random.normal(0.4f), width,
+                strength, 0};
+    default:
+        return {{random.uniform(-0.35f, 0.35f), -1.2f}, 0.5f * kPi + random.normal(0.35f), width,
+                strength, 0};
+    }
+}
+
+cv::Mat drawVeins(Random& random) {
+    cv::Mat deep = cv::Mat::zeros(textureSize(), CV_8U);
+    cv::Mat shallow = deep.clone();
+    std::vector<VeinTip> tips;
+    const int roots = 4 + random.below(4);
+    for (int i = 0; i < roots; ++i) {
+        tips.push_back(rootOf(random));
+    }
+    for (std::size_t i = 0; i < tips.size(); ++i) {
+        const VeinTip tip = tips[i];
+        const Curve path = growVein(tip, random, tips);
+        drawStroke(random.chance(0.4f) ? deep : shallow, {path, tip.strength, tip.width}, random);
+    }
+    cv::GaussianBlur(deep, deep, {}, 6.5);
+    cv::GaussianBlur(shallow, shallow, {}, 3.2);
+    cv::max(deep, shallow, shallow);
+    return shallow;
+}
+
+cv::Mat whiteNoise(cv::Size size, Random& random) {
+    cv::Mat noise(size, CV_8U);
+    for (int y = 0; y < size.height; ++y) {
+        std::uint64_t bits = 0;
+        for (int x = 0; x < size.width; ++x) {
+            bits = x % 8 == 0 ? random.next() : bits >> 8U;
+            noise.at<std::uint8_t>(y, x) = static_cast<std::uint8_t>(bits & 0xFFU);
+        }
+    }
+    return noise;
+}
+
+// Fine skin relief over soft mottling.
+cv::Mat drawRelief(Random& random) {
+    const cv::Mat grain = whiteNoise(textureSize(), random);
+    cv::Mat narrow;
+    cv::Mat wide;
+    cv::GaussianBlur(grain, narrow, {}, random.uniform(1.1f, 1.7f));
+    cv::GaussianBlur(grain, wide, {}, 3.2);
+    cv::Mat mottling;
+    cv::resize(whiteNoise({12, 14}, random), mottling, textureSize(), 0, 0, cv::INTER_CUBIC);
+    cv::Mat relief;
+    cv::addWeighted(narrow, 2.2, wide, -2.2, 128.0, relief);
+    cv::addWeighted(relief, 1.0, mottling, 0.22, -28.0, relief);
+    return relief;
+}
+
+}  // namespace
+
+void drawSkin(PalmIdentity& identity, Random& random) {
+    identity.creases = drawCreases(identity.shape, random);
+    identity.veins = drawVeins(random);
+    identity.relief = drawRelief(random);
+}
+
+}  // namespace brairu

@@ -1,0 +1,181 @@
+#include "renderer/palmRenderer.h"
+
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "handPose/placement.h"
+#include "handPose/poseDecoder.h"
+#include "handPose/qualityGate.h"
+
+namespace brairu {
+namespace {
+
+constexpr std::uint64_t kSeed = 7;
+const std::array<cv::Size, 3> kSizes{cv::Size(640, 480), cv::Size(480, 640), cv::Size(1280, 800)};
+// The placement limits that ship with the library.
+constexpr PlacementSettings kPlacement{0.125f, 0.105f, 0.305f, 0.705f, 0.455f, 0.755f};
+
+bool sameBytes(const cv::Mat& a, const cv::Mat& b) {
+    return a.size() == b.size() && cv::norm(a, b, cv::NORM_INF) == 0.0;
+}
+
+// The record that a perfect detector makes of true key points.
+PvaHandPose poseOf(const std::array<cv::Point2f, 7>& points) {
+    PvaHandPose pose{};
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        pose.keyPoints[i].x = static_cast<std::uint16_t>(std::max(0.0f, points[i].x));
+        pose.keyPoints[i].y = static_cast<std::uint16_t>(std::max(0.0f, points[i].y));
+    }
+    encloseKeyPoints(pose);
+    return pose;
+}
+
+// A flat hand, straight towards the camera, in the middle of the frame.
+CaptureConditions plainCapture(const PalmIdentity& palm, float width, float turn) {
+    CaptureConditions conditions = captureOf(kSeed, palm, 0, Scenario::enrolment);
+    conditions.palmWidth = width;
+    conditions.turn = turn;
+    conditions.tiltAcross = 0.0f;
+    conditions.tiltAlong = 0.0f;
+    conditions.place = {0.5f, 0.5f};
+    conditions.stretch = 0.0f;
+    return conditions;
+}
+
+void expectAllUsable(const PalmIdentity& palm, float width, float turn) {
+    const CaptureConditions conditions = plainCapture(palm, width, turn);
+    PvaHandPose pose = poseOf(keyPointsIn(palm, conditions, {640, 480}));
+    EXPECT_TRUE(judgeHand(pose, {640, 480})) << "width " << width << " turn " << turn;
+    EXPECT_EQ(pose.orientation, palm.hand == Hand::left ? 0 : 1);
+}
+
+TEST(RenderTest, SameArgumentsGiveSameBytes) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    const CaptureConditions conditions = captureOf(kSeed, palm, 5, Scenario::hard);
+    const RenderedFrame first = render(palm, conditions, {640, 480});
+    const RenderedFrame second = render(palm, conditions, {640, 480});
+    EXPECT_TRUE(sameBytes(first.luma, second.luma));
+    EXPECT_EQ(first.keyPoints, second.keyPoints);
+}
+
+TEST(RenderTest, CapturesOfOnePalmDiffer) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    const auto draw = [&](int capture) {
+        return render(palm, captureOf(kSeed, palm, capture, Scenario::enrolment), {640, 480});
+    };
+    const RenderedFrame first = draw(0);
+    const RenderedFrame second = draw(1);
+    EXPECT_FALSE(sameBytes(first.luma, second.luma));
+    EXPECT_NE(first.keyPoints, second.keyPoints);
+}
+
+TEST(RenderTest, FramesAreGreyAndContinuousAtAnySize) {
+    const PalmIdentity palm = identityOf(kSeed, 2, Hand::right);
+    for (const cv::Size size : {cv::Size(640, 480), cv::Size(333, 517), cv::Size(96, 64)}) {
+        const RenderedFrame frame =
+            render(palm, captureOf(kSeed, palm, 0, Scenario::enrolment), size);
+        EXPECT_EQ(frame.luma.type(), CV_8UC1);
+        EXPECT_EQ(frame.luma.size(), size);
+        EXPECT_TRUE(frame.luma.isContinuous());
+        EXPECT_TRUE(frame.hasHand);
+    }
+}
+
+TEST(RenderTest, LeftPalmsHaveOrientationZeroAndRightPalmsOne) {
+    for (int person = 0; person < 10; ++person) {
+        for (const Hand hand : {Hand::left, Hand::right}) {
+            const PalmIdentity palm = identityOf(kSeed, person, hand);
+            for (const float turn : {-40.0f, 0.0f, 40.0f}) {
+                expectAllUsable(palm, 0.4f, turn);
+            }
+        }
+    }
+}
+
+TEST(RenderTest, UprightPalmsAreUsableFromAFifthToHalfOfTheFrame) {
+    for (int person = 0; person < 5; ++person) {
+        const PalmIdentity palm = identityOf(kSeed, person, Hand::left);
+        for (const float width : {0.20f, 0.30f, 0.40f, 0.48f}) {
+            expectAllUsable(palm, width, 0.0f);
+        }
+    }
+}
+
+TEST(RenderTest, FingersPointUpwardsAndTheThumbOfALeftHandToTheLeft) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    const auto points = keyPointsIn(palm, plainCapture(palm, 0.4f, 0.0f), {640, 480});
+    EXPECT_LT(points[3].y, points[0].y);
+    EXPECT_LT(points[0].y, points[6].y);
+    EXPECT_LT(points[2].x, points[5].x);
+    EXPECT_LT(points[1].x, points[6].x);
+}
+
+TEST(RenderTest, PositiveTurnIsClockwiseAsSeen) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    const auto points = keyPointsIn(palm, plainCapture(palm, 0.4f, 30.0f), {640, 480});
+    EXPECT_GT(points[3].x, points[0].x + 10.0f);
+}
+
+TEST(RenderTest, PalmBreadthIsAFractionOfTheShorterSide) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    const auto points = keyPointsIn(palm, plainCapture(palm, 0.5f, 0.0f), {640, 480});
+    const cv::Point2f inPalm = palm.shape.keyPoints[5] - palm.shape.keyPoints[2];
+    const cv::Point2f inFrame = points[5] - points[2];
+    EXPECT_NEAR(std::hypot(inFrame.x, inFrame.y), 240.0f * std::hypot(inPalm.x, inPalm.y), 0.5f);
+}
+
+TEST(RenderTest, SkinIsBrighterThanABlackBackground) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    CaptureConditions conditions = plainCapture(palm, 0.4f, 0.0f);
+    conditions.background = Background::black;
+    const RenderedFrame frame = render(palm, conditions, {640, 480});
+    const cv::Mat corner = frame.luma(cv::Rect(0, 0, 60, 60));
+    const cv::Point middle(cvRound(frame.keyPoints[0].x), cvRound(frame.keyPoints[0].y));
+    const cv::Mat skin = frame.luma(cv::Rect(middle - cv::Point(20, 20), cv::Size(40, 40)));
+    EXPECT_GT(cv::mean(skin)[0], 40.0 + cv::mean(corner)[0]);
+}
+
+TEST(RenderTest, BlurLowersSharpness) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    CaptureConditions conditions = plainCapture(palm, 0.4f, 0.0f);
+    conditions.noise = 0.0f;
+    conditions.motionBlur = 0.0f;
+    conditions.focusBlur = 0.0f;
+    const float sharp = measureSharpness(render(palm, conditions, {640, 480}).luma);
+    conditions.focusBlur = 0.02f;
+    EXPECT_LT(measureSharpness(render(palm, conditions, {640, 480}).luma), 0.5f * sharp);
+}
+
+TEST(RenderTest, EveryEnrolmentCaptureIsUsableAndWellPlaced) {
+    for (int person = 0; person < 40; ++person) {
+        const Hand hand = person % 2 == 0 ? Hand::left : Hand::right;
+        const PalmIdentity palm = identityOf(kSeed, person, hand);
+        for (int capture = 0; capture < 12; ++capture) {
+            const CaptureConditions conditions =
+                captureOf(kSeed, palm, capture, Scenario::enrolment);
+            for (const cv::Size size : kSizes) {
+                const FrameSize frame{size.width, size.height};
+                PvaHandPose pose = poseOf(keyPointsIn(palm, conditions, size));
+                ASSERT_TRUE(judgeHand(pose, frame)) << person << ' ' << capture << ' ' << size;
+                ASSERT_EQ(placementCode(pose, frame, kPlacement), PVA_PLACEMENT_GOOD)
+                    << person << ' ' << capture << ' ' << size;
+            }
+        }
+    }
+}
+
+TEST(RenderTest, FramesWithoutAHandAreEndlessAndRepeatable) {
+    const RenderedFrame first = renderWithoutHand(kSeed, 1, {320, 240});
+    EXPECT_FALSE(first.hasHand);
+    EXPECT_EQ(first.luma.size(), cv::Size(320, 240));
+    EXPECT_TRUE(sameBytes(first.luma, renderWithoutHand(kSeed, 1, {320, 240}).luma));
+    EXPECT_FALSE(sameBytes(first.luma, renderWithoutHand(kSeed, 2, {320, 240}).luma));
+}
+
+}  // namespace
+}  // namespace brairu
