@@ -2,9 +2,9 @@
 #include <sodium.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,8 +27,12 @@ int fail(const std::string& message) {
 
 std::optional<std::vector<std::uint8_t>> readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
-    if (!file.is_open() || file.bad()) {
+    std::vector<std::uint8_t> bytes;
+    std::array<char, 65536> piece;
+    while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
+        bytes.insert(bytes.end(), piece.begin(), piece.begin() + file.gcount());
+    }
+    if (!file.eof()) {
         return std::nullopt;
     }
     return bytes;
@@ -52,7 +56,8 @@ int pack(const std::string& modelPath, const std::string& containerPath) {
     encipher(*model, nonce);
     std::string container(nonce.begin(), nonce.end());
     container.append(model->begin(), model->end());
-    return brairu::replaceFile(containerPath, container) ? 0 : fail("cannot write " + containerPath);
+    return brairu::replaceFile(containerPath, container) ? 0
+                                                         : fail("cannot write " + containerPath);
 }
 
 int unpack(const std::string& containerPath, const std::string& modelPath) {
