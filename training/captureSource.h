@@ -1,0 +1,47 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include <opencv2/core.hpp>
+
+#include "handPose/palmRegion.h"
+#include "renderer/palmRenderer.h"
+#include "renderer/random.h"
+
+namespace brairu {
+
+// Side of the square input of every network.
+inline constexpr int kNetworkSide = 128;
+
+// A frame size as cameras have it, small ones more often since they are drawn faster.
+cv::Size cameraSize(Random& random);
+
+// Key points as a good detector reports them: with a small error, rounded to network pixels,
+// decoded into the record by the library's own steps. Nothing when the hand would not be usable or
+// is badly placed.
+std::optional<PvaHandPose> detectedPose(const std::array<cv::Point2f, 7>& truth, cv::Size size,
+                                        float error, Random& random);
+
+// Brightness and sharpness of one capture's palm regions, as the quality gate measures them.
+struct CaptureQuality {
+    float meanA;
+    float meanB;
+    float spreadA;
+    float spreadB;
+    float sharpness;
+};
+
+struct PalmSample {
+    PalmImages luma;
+    CaptureQuality quality;
+};
+
+// The three palm images exactly as the feature networks receive them.
+PalmSample palmSample(const cv::Mat& frame, PvaHandPose pose);
+
+// The luma plane that the detector's network receives.
+cv::Mat detectorLuma(const cv::Mat& frame);
+
+}  // namespace brairu

@@ -1,0 +1,77 @@
+#!/bin/sh
+# Renders palms, trains the three networks, exports and packs them into models/, and measures them.
+# Two networks train side by side, one thread each. MINUTES is the time for each training.
+set -eu
+
+cd "$(dirname "$0")/.."
+BUILD=${BUILD:-build/release}
+WORK=${WORK:-build/training}
+MINUTES=${MINUTES:-25}
+PEOPLE=${PEOPLE:-3000}
+FRAMES=${FRAMES:-40000}
+PYTHON=/usr/bin/python3
+
+export OMP_WAIT_POLICY=PASSIVE GOMP_SPINCOUNT=0
+
+install_packages() {
+    $PYTHON -c 'import cv2, numpy, onnx, torch' 2>/dev/null && return
+    sudo=
+    [ "$(id -u)" = 0 ] || sudo=sudo
+    $sudo apt-get install -y python3-torch python3-onnx python3-opencv python3-numpy libopenblas0-pthread
+}
+
+# A set that was rendered whole is kept for the next run.
+render() {
+    name=$1
+    shift
+    [ -e "$WORK/$name.done" ] && return
+    kind=$1
+    shift
+    echo "rendering $name"
+    "$BUILD/brairu-training-set" "$kind" "$WORK/$name" "$@" > "$WORK/$name.log"
+    touch "$WORK/$name.done"
+}
+
+train() {
+    name=$1
+    script=$2
+    shift 2
+    echo "training $name for $MINUTES minutes, progress in $WORK/$name.log"
+    $PYTHON "training/$script" "$@" --minutes "$MINUTES" > "$WORK/$name.log" 2>&1
+    tail -n 1 "$WORK/$name.log"
+}
+
+train_palms() {
+    train support trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/support.npz" --images regions --seed 2
+    train feature trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/feature.npz" --images whole --seed 3
+}
+
+pack() {
+    kind=$1
+    name=$2
+    $PYTHON training/exportModel.py "$kind" "$WORK/$name.npz" "$WORK/$name"
+    for part in net blobs; do
+        "$BUILD/brairu-models" pack "$WORK/$name.$part" "models/$name.$part"
+    done
+}
+
+install_packages
+mkdir -p "$WORK" models
+
+render poses poses "$FRAMES" 1001 &
+poses=$!
+render palms palms "$PEOPLE" 10 1002 mixed
+wait $poses
+render poses-held poses 4000 77001
+render palms-held palms 200 8 77002 enrolment
+
+train_palms &
+palms=$!
+train handpose trainPose.py "$WORK/poses" "$WORK/poses-held" "$WORK/handpose.npz" --seed 1
+wait $palms
+
+pack pose handpose
+pack palm support
+pack palm feature
+
+training/evaluate.sh

@@ -1,0 +1,212 @@
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "training/captureSource.h"
+#include "training/npyFile.h"
+
+namespace {
+
+using namespace brairu;
+
+constexpr const char* kUsage =
+    "usage: brairu-training-set poses FOLDER COUNT SEED\n"
+    "       brairu-training-set palms FOLDER PEOPLE CAPTURES SEED enrolment|hard|mixed\n"
+    "poses: frames for the hand-pose network; images.npy (COUNT,128,128) and labels.npy\n"
+    "  (COUNT,15): 1 or 0 for a hand, then x and y of the key points in network pixels.\n"
+    "palms: both palms of PEOPLE for the feature networks; images.npy\n"
+    "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop; quality.npy\n"
+    "  (palms,CAPTURES,5): means of A and B, spreads of A and B, sharpness of A.\n";
+
+enum Stream : std::uint64_t { kPoseStream = 21, kPalmStream = 22 };
+
+constexpr int kLabels = 15;
+constexpr int kMostTries = 400;
+
+bool allInside(const std::array<cv::Point2f, 7>& points, cv::Size size) {
+    const cv::Rect2f frame(0.0f, 0.0f, static_cast<float>(size.width - 1),
+                           static_cast<float>(size.height - 1));
+    for (const cv::Point2f& point : points) {
+        if (!frame.contains(point)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+class PoseSet {
+public:
+    PoseSet(const std::filesystem::path& folder, int count, std::uint64_t seed)
+        : count_(count),
+          seed_(seed),
+          random_{seed, kPoseStream},
+          images_(folder / "images.npy", "|u1", {count, kNetworkSide, kNetworkSide}),
+          labels_(folder / "labels.npy", "<f4", {count, kLabels}) {}
+
+    void write() {
+        for (int i = 0; i < count_; ++i) {
+            if (i % kCapturesPerPalm == 0) {
+                palm_ = identityOf(seed_, i, random_.chance(0.5f) ? Hand::left : Hand::right);
+            }
+            const bool hand = i % 2 == 0;
+            hand ? addHand(i) : addEmpty(i);
+            reportProgress(i);
+        }
+        images_.close();
+        labels_.close();
+    }
+
+private:
+    static constexpr int kCapturesPerPalm = 12;
+
+    static Scenario scenarioOf(Random& random) {
+        const float draw = random.unit();
+        return draw < 0.55f ? Scenario::anywhere
+                            : (draw < 0.8f ? Scenario::hard : Scenario::enrolment);
+    }
+
+    void addHand(int number) {
+        const cv::Size size = cameraSize(random_);
+        const Scenario scenario = scenarioOf(random_);
+        for (int attempt = 0; attempt < kMostTries; ++attempt) {
+            const CaptureConditions conditions =
+                captureOf(seed_, palm_, number * kMostTries + attempt, scenario);
+            if (allInside(keyPointsIn(palm_, conditions, size), size)) {
+                append(render(palm_, conditions, size));
+                return;
+            }
+        }
+        throw std::runtime_error("no capture shows the whole palm");
+    }
+
+    void addEmpty(int number) { append(renderWithoutHand(seed_, number, cameraSize(random_))); }
+
+    void append(const RenderedFrame& frame) {
+        const cv::Mat luma = detectorLuma(frame.luma);
+        images_.append(luma.data, luma.total());
+        std::array<float, kLabels> label{};
+        label[0] = frame.hasHand ? 1.0f : 0.0f;
+        for (std::size_t i = 0; frame.hasHand && i < frame.keyPoints.size(); ++i) {
+            const cv::Point2f& point = frame.keyPoints[i];
+            label[1 + 2 * i] = point.x * kNetworkSide / static_cast<float>(frame.luma.cols);
+            label[2 + 2 * i] = point.y * kNetworkSide / static_cast<float>(frame.luma.rows);
+        }
+        labels_.append(label.data(), sizeof label);
+    }
+
+    void reportProgress(int done) const {
+        if ((done + 1) % 2000 == 0) {
+            std::printf("%d of %d frames\n", done + 1, count_);
+            std::fflush(stdout);
+        }
+    }
+
+    int count_;
+    std::uint64_t seed_;
+    Random random_;
+    NpyFile images_;
+    NpyFile labels_;
+    PalmIdentity palm_{};
+};
+
+class PalmSet {
+public:
+    PalmSet(const std::filesystem::path& folder, int people, int captures, std::uint64_t seed,
+            const std::string& mix)
+        : people_(people),
+          captures_(captures),
+          seed_(seed),
+          mix_(mix),
+          random_{seed, kPalmStream},
+          images_(folder / "images.npy", "|u1",
+                  {2 * people, captures, 3, kNetworkSide, kNetworkSide}),
+          quality_(folder / "quality.npy", "<f4", {2 * people, captures, 5}) {}
+
+    void write() {
+        for (int person = 0; person < people_; ++person) {
+            addPalm(identityOf(seed_, person, Hand::left));
+            addPalm(identityOf(seed_, person, Hand::right));
+            if ((person + 1) % 100 == 0) {
+                std::printf("%d of %d people\n", person + 1, people_);
+                std::fflush(stdout);
+            }
+        }
+        images_.close();
+        quality_.close();
+    }
+
+private:
+    Scenario scenario() {
+        const bool hard = mix_ == "hard" || (mix_ == "mixed" && random_.chance(0.45f));
+        return hard ? Scenario::hard : Scenario::enrolment;
+    }
+
+    void addPalm(const PalmIdentity& palm) {
+        int number = 0;
+        for (int capture = 0; capture < captures_; ++capture) {
+            addCapture(palm, number);
+        }
+    }
+
+    // Numbers go on until a capture is well placed, as a user would be asked to try again.
+    void addCapture(const PalmIdentity& palm, int& number) {
+        const cv::Size size = cameraSize(random_);
+        const Scenario kind = scenario();
+        for (int attempt = 0; attempt < kMostTries; ++attempt) {
+            const CaptureConditions conditions = captureOf(seed_, palm, number++, kind);
+            const auto pose = detectedPose(keyPointsIn(palm, conditions, size), size,
+                                           random_.uniform(0.004f, 0.020f), random_);
+            if (pose) {
+                append(palmSample(render(palm, conditions, size).luma, *pose));
+                return;
+            }
+        }
+        throw std::runtime_error("no capture is well placed");
+    }
+
+    void append(const PalmSample& sample) {
+        for (const cv::Mat& image : {sample.luma.regionA, sample.luma.regionB, sample.luma.whole}) {
+            images_.append(image.data, image.total());
+        }
+        quality_.append(&sample.quality, sizeof sample.quality);
+    }
+
+    int people_;
+    int captures_;
+    std::uint64_t seed_;
+    std::string mix_;
+    Random random_;
+    NpyFile images_;
+    NpyFile quality_;
+};
+
+void run(int count, char** arguments) {
+    const std::string kind = count > 1 ? arguments[1] : "";
+    if (kind == "poses" && count == 5) {
+        std::filesystem::create_directories(arguments[2]);
+        PoseSet(arguments[2], std::stoi(arguments[3]), std::stoull(arguments[4])).write();
+    } else if (kind == "palms" && count == 7) {
+        std::filesystem::create_directories(arguments[2]);
+        PalmSet(arguments[2], std::stoi(arguments[3]), std::stoi(arguments[4]),
+                std::stoull(arguments[5]), arguments[6])
+            .write();
+    } else {
+        throw std::invalid_argument("what to render?");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        cv::setNumThreads(1);
+        run(argc, argv);
+        return EXIT_SUCCESS;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "brairu-training-set: %s\n%s", error.what(), kUsage);
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,149 @@
+#!/usr/bin/python3
+"""Trains an embedder of palm images: captures of one palm against those of others in the batch.
+
+usage: trainPalm.py PALMS VALIDATION WEIGHTS.npz --images regions|whole [--minutes M] [--seed S]
+                    [--start WEIGHTS.npz]
+
+"regions" trains one network on the regions A and B of a palm, "whole" on the whole crop. The mirror
+image of a palm counts as another palm.
+"""
+
+import argparse
+import schedule  # sets the threads' behaviour before torch is loaded
+
+import cv2
+import numpy as np
+import torch
+import torch.nn.functional as F
+
+import augment
+from networks import SIDE, PalmNet, load_weights, save_weights
+
+PALMS = 70
+CAPTURES = 2
+SCALE = 24.0
+MARGIN = 0.20
+VIEWS = {"regions": (0, 1), "whole": (2,)}
+
+
+def changed(image, mirrored, rng):
+    if mirrored:
+        image = image[:, ::-1]
+    image = np.ascontiguousarray(image)
+    if rng.random() < 0.6:
+        matrix = augment.affine(rng, SIDE, 5.0, 0.06, 0.03)
+        image = cv2.warpAffine(image, matrix, (SIDE, SIDE), borderMode=cv2.BORDER_REPLICATE)
+    if rng.random() < 0.6:
+        image = augment.tone(image, rng, 0.8)
+    if rng.random() < 0.2:
+        image = augment.blur(image, rng, 1.3)
+    if rng.random() < 0.25:
+        image = augment.noise(image, rng, rng.uniform(1.0, 7.0))
+    if rng.random() < 0.15:
+        image = augment.cover(image, rng, 0.25)
+    return image
+
+
+def batch_of(images, views, rng):
+    """CAPTURES images each of PALMS palms, and for each image the number of its palm and view."""
+    parts, owners = [], []
+    for palm in rng.choice(len(images), PALMS, replace=False):
+        view, mirrored = int(rng.choice(views)), bool(rng.random() < 0.5)
+        for capture in rng.choice(images.shape[1], CAPTURES, replace=False):
+            parts.append(changed(images[palm, capture, view], mirrored, rng))
+            owners.append((palm * 2 + mirrored) * 3 + view)
+    return torch.from_numpy(np.stack(parts)).float().unsqueeze(1), torch.tensor(owners)
+
+
+def loss_of(vectors, owners, margin):
+    """Captures of one palm must be closer to each other, by the margin, than to those of others."""
+    among = vectors @ vectors.t()
+    same = owners[:, None] == owners[None, :]
+    genuine = same & ~torch.eye(len(owners), dtype=torch.bool)
+    against = torch.logsumexp(among.masked_fill(same, -10.0) * SCALE, 1)[:, None]
+    own = (among - margin) * SCALE
+    return F.softplus(against - own)[genuine].mean(), among[genuine].mean()
+
+
+@torch.no_grad()
+def embed(net, images):
+    net.eval()
+    pixels = torch.from_numpy(images).unsqueeze(1)
+    parts = [net(chunk.float()) for chunk in pixels.split(200)]
+    net.train()
+    return torch.cat(parts).numpy()
+
+
+def equal_error(genuine, impostor):
+    limits = np.quantile(np.concatenate([genuine, impostor]), np.linspace(0, 1, 4001))
+    misses = np.searchsorted(np.sort(genuine), limits) / len(genuine)
+    accepts = 1.0 - np.searchsorted(np.sort(impostor), limits) / len(impostor)
+    at = np.argmin(np.abs(misses - accepts))
+    return (misses[at] + accepts[at]) / 2
+
+
+def validate(net, images, view):
+    palms, captures = images.shape[:2]
+    vectors = embed(net, np.ascontiguousarray(images[:, :, view]).reshape(-1, SIDE, SIDE))
+    likeness = vectors @ vectors.T
+    owner = np.repeat(np.arange(palms), captures)
+    same = owner[:, None] == owner[None, :]
+    upper = np.triu(np.ones_like(same), 1).astype(bool)
+    genuine, impostor = likeness[same & upper], likeness[~same & upper]
+    return (f"view {view}: EER {100 * equal_error(genuine, impostor):.2f}%, genuine "
+            f"{np.quantile(genuine, 0.01):.2f}..{np.median(genuine):.2f}.."
+            f"{np.quantile(genuine, 0.99):.2f}, impostor {np.median(impostor):.2f}, "
+            f"99.99% below {np.quantile(impostor, 0.9999):.2f}")
+
+
+def main():
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("palms")
+    parser.add_argument("validation")
+    parser.add_argument("weights")
+    parser.add_argument("--images", choices=sorted(VIEWS), required=True)
+    parser.add_argument("--minutes", type=float, default=30.0)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--rate", type=float, default=2e-3)
+    parser.add_argument("--start")
+    options = parser.parse_args()
+
+    schedule.prepare(options.seed)
+    rng = np.random.default_rng(options.seed)
+    images = np.load(options.palms + "/images.npy", mmap_mode="r")
+    held = np.load(options.validation + "/images.npy", mmap_mode="r")
+    views = VIEWS[options.images]
+    net = PalmNet().to(memory_format=torch.channels_last)
+    if options.start:
+        load_weights(net, options.start)
+    net.train()
+    optimiser = torch.optim.AdamW(net.parameters(), weight_decay=1e-2)
+    run = schedule.TimedRun(options.minutes, options.rate)
+    step, loss_mean, own_mean = 0, 0.0, 0.0
+    while run.running():
+        schedule.set_rate(optimiser, run.rate())
+        frames, owners = batch_of(images, views, rng)
+        with schedule.half_precision():
+            vectors = net(frames.to(memory_format=torch.channels_last))
+        loss, own = loss_of(vectors, owners, MARGIN * min(1.0, run.progress() / 0.3))
+        optimiser.zero_grad()
+        loss.backward()
+        torch.nn.utils.clip_grad_norm_(net.parameters(), 5.0)
+        optimiser.step()
+        step += 1
+        loss_mean = 0.98 * loss_mean + 0.02 * loss.item()
+        own_mean = 0.98 * own_mean + 0.02 * own.item()
+        if run.due("reported", 20.0):
+            print(f"{100 * run.progress():5.1f}%  step {step}  loss {loss_mean:.3f}  "
+                  f"genuine {own_mean:.3f}", flush=True)
+        if run.due("saved", 180.0):
+            save_weights(net, options.weights)
+            print(validate(net, held[:100], views[0]), flush=True)
+    save_weights(net, options.weights)
+    for view in views:
+        print(f"done after {step} steps:", validate(net, held, view), flush=True)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,168 @@
+#!/usr/bin/python3
+"""Trains the hand-pose network on rendered frames.
+
+usage: trainPose.py FRAMES VALIDATION WEIGHTS.npz [--minutes M] [--seed S] [--start WEIGHTS.npz]
+"""
+
+import argparse
+
+import schedule  # sets the threads' behaviour before torch is loaded
+
+import cv2
+import numpy as np
+import torch
+import torch.nn.functional as F
+
+import augment
+from networks import SIDE, PoseNet, anchor_centres, load_weights, save_weights
+
+BATCH = 64
+ANCHORS = anchor_centres()
+# Largest side of the key points' box, in pixels, that each stride answers for.
+RANGES = {8.0: (0.0, 42.0), 16.0: (28.0, 84.0), 32.0: (60.0, 1000.0)}
+
+
+def changed(image, label, rng):
+    points = label[1:].reshape(7, 2).copy()
+    if rng.random() < 0.5:
+        image = image[:, ::-1]
+        points[:, 0] = SIDE - 1 - points[:, 0]
+    if rng.random() < 0.4:
+        matrix = augment.affine(rng, SIDE, 25.0, 0.2, 0.08)
+        image = cv2.warpAffine(np.ascontiguousarray(image), matrix, (SIDE, SIDE),
+                               borderMode=cv2.BORDER_REFLECT_101)
+        points = points @ matrix[:, :2].T + matrix[:, 2]
+    if rng.random() < 0.7:
+        image = augment.tone(np.ascontiguousarray(image), rng, 1.0)
+    if rng.random() < 0.15:
+        image = augment.blur(image, rng, 1.2)
+    if rng.random() < 0.3:
+        image = augment.noise(image, rng, rng.uniform(1.0, 10.0))
+    if rng.random() < 0.15:
+        image = augment.cover(image, rng, 0.25)
+    inside = (points > -2.0).all() and (points < SIDE + 1.0).all()
+    hand = float(label[0]) * (1.0 if inside else -1.0)
+    return np.ascontiguousarray(image), points.reshape(-1), hand
+
+
+def batch_of(images, labels, rng):
+    rows = rng.integers(0, len(images), BATCH)
+    parts = [changed(images[i], labels[i], rng) for i in rows]
+    frames = torch.from_numpy(np.stack([p[0] for p in parts])).float().unsqueeze(1)
+    points = torch.from_numpy(np.stack([p[1] for p in parts])).float()
+    hands = torch.tensor([p[2] for p in parts])
+    return frames, points, hands
+
+
+def targets(points, hands):
+    """Per anchor 1 for a hand, 0 for none, -1 for either; hands of -1 lie partly outside."""
+    pairs = points.view(-1, 7, 2)
+    low, high = pairs.min(1).values, pairs.max(1).values
+    size = (high - low).max(1).values
+    middle = (low + high) / 2
+    away = (ANCHORS[None, :, :2] - middle[:, None]).abs().max(2).values / ANCHORS[None, :, 2]
+    first = torch.tensor([RANGES[s][0] for s in ANCHORS[:, 2].tolist()])
+    last = torch.tensor([RANGES[s][1] for s in ANCHORS[:, 2].tolist()])
+    fits = (size[:, None] >= first) & (size[:, None] <= last)
+    stride = ANCHORS[None, :, 2]
+    near = stride * away < torch.maximum(size[:, None] * 0.5, 1.6 * stride)
+    wanted = torch.zeros_like(away)
+    wanted[near] = -1.0
+    wanted[(away <= 0.75) & fits] = 1.0
+    wanted[hands == 0] = 0.0
+    wanted[hands < 0] = -1.0
+    return wanted, size
+
+
+def loss_of(net, frames, points, hands):
+    with schedule.half_precision():
+        logits, found = net(frames)
+    wanted, size = targets(points, hands)
+    known = wanted >= 0
+    probability = torch.sigmoid(logits)
+    hardness = (wanted - probability).abs().detach() ** 1.5
+    score = F.binary_cross_entropy_with_logits(logits, wanted.clamp(min=0), reduction="none")
+    positive = wanted == 1
+    count = positive.sum().clamp(min=1)
+    score_loss = (score * hardness * known).sum() / count
+    error = (found - points[:, None]).abs() / size.clamp(min=8)[:, None, None]
+    error = torch.where(error < 0.03, error ** 2 / 0.06, error - 0.015)
+    point_loss = (error.mean(2) * positive).sum() / count
+    return score_loss + 12.0 * point_loss, score_loss.item(), point_loss.item()
+
+
+@torch.no_grad()
+def validate(net, images, labels, threshold=0.6):
+    net.eval()
+    found, errors, alarms, hands, empty = 0, [], 0, 0, 0
+    for begin in range(0, len(images), 200):
+        frames = torch.from_numpy(images[begin:begin + 200]).float().unsqueeze(1)
+        logits, points = net(frames)
+        best = logits.max(1)
+        for k in range(len(frames)):
+            label = labels[begin + k]
+            hit = torch.sigmoid(best.values[k]).item() >= threshold
+            if label[0] > 0:
+                hands += 1
+                if hit:
+                    found += 1
+                    offset = (points[k, best.indices[k]].numpy() - label[1:]).reshape(7, 2)
+                    errors.append(np.hypot(offset[:, 0], offset[:, 1]).mean())
+            else:
+                empty += 1
+                alarms += hit
+    net.train()
+    text = f"found {100 * found / hands:.2f}% of hands, false alarms {100 * alarms / empty:.2f}%"
+    if errors:
+        text += (f", key points off by {np.mean(errors):.2f} px "
+                 f"(90% within {np.quantile(errors, 0.9):.2f})")
+    return text
+
+
+def main():
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("frames")
+    parser.add_argument("validation")
+    parser.add_argument("weights")
+    parser.add_argument("--minutes", type=float, default=30.0)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--rate", type=float, default=2e-3)
+    parser.add_argument("--start")
+    options = parser.parse_args()
+
+    schedule.prepare(options.seed)
+    rng = np.random.default_rng(options.seed)
+    images = np.load(options.frames + "/images.npy", mmap_mode="r")
+    labels = np.load(options.frames + "/labels.npy")
+    held_images = np.load(options.validation + "/images.npy")
+    held_labels = np.load(options.validation + "/labels.npy")
+    net = PoseNet().to(memory_format=torch.channels_last)
+    if options.start:
+        load_weights(net, options.start)
+    net.train()
+    optimiser = torch.optim.AdamW(net.parameters(), weight_decay=1e-3)
+    run = schedule.TimedRun(options.minutes, options.rate)
+    step, score, point = 0, 0.0, 0.0
+    while run.running():
+        schedule.set_rate(optimiser, run.rate())
+        frames, points, hands = batch_of(images, labels, rng)
+        loss, s, p = loss_of(net, frames.to(memory_format=torch.channels_last), points, hands)
+        optimiser.zero_grad()
+        loss.backward()
+        torch.nn.utils.clip_grad_norm_(net.parameters(), 5.0)
+        optimiser.step()
+        step += 1
+        score, point = 0.98 * score + 0.02 * s, 0.98 * point + 0.02 * p
+        if run.due("reported", 20.0):
+            print(f"{100 * run.progress():5.1f}%  step {step}  score {score:.3f}  "
+                  f"points {point:.4f}", flush=True)
+        if run.due("saved", 180.0):
+            save_weights(net, options.weights)
+            print(validate(net, held_images[:1000], held_labels[:1000]), flush=True)
+    save_weights(net, options.weights)
+    print(f"done after {step} steps:", validate(net, held_images, held_labels), flush=True)
+
+
+if __name__ == "__main__":
+    main()
