@@ -33,10 +33,10 @@ cv::Point anywhereIn(cv::Size size, Random& random) {
 
 void drawBox(cv::Mat& image, const cv::Scalar& grey, Random& random) {
     const auto reach = static_cast<float>(image.cols);
-    const cv::RotatedRect box(anywhereIn(image.size(), random),
-                              cv::Size2f(random.uniform(0.05f, 0.5f) * reach,
-                                         random.uniform(0.03f, 0.5f) * reach),
-                              random.uniform(0.0f, 180.0f));
+    const cv::RotatedRect box(
+        anywhereIn(image.size(), random),
+        cv::Size2f(random.uniform(0.05f, 0.5f) * reach, random.uniform(0.03f, 0.5f) * reach),
+        random.uniform(0.0f, 180.0f));
     cv::Point2f corners[4];
     box.points(corners);
     const std::vector<cv::Point> outline(corners, corners + 4);
@@ -47,19 +47,17 @@ void drawThing(cv::Mat& image, float high, Random& random) {
     const cv::Scalar grey = cv::Scalar::all(random.uniform(0.0f, high));
     const auto reach = static_cast<float>(image.cols);
     switch (random.below(4)) {
-    case 0:
-        drawBox(image, grey, random);
-        break;
-    case 1:
-        cv::ellipse(image, anywhereIn(image.size(), random),
-                    {cvRound(random.uniform(0.02f, 0.25f) * reach),
-                     cvRound(random.uniform(0.02f, 0.25f) * reach)},
-                    random.uniform(0.0f, 180.0f), 0.0, 360.0, grey, cv::FILLED, cv::LINE_AA);
-        break;
-    default:
-        cv::line(image, anywhereIn(image.size(), random), anywhereIn(image.size(), random), grey,
-                 1 + random.below(std::max(1, image.cols / 14)), cv::LINE_AA);
-        break;
+        case 0: drawBox(image, grey, random); break;
+        case 1:
+            cv::ellipse(image, anywhereIn(image.size(), random),
+                        {cvRound(random.uniform(0.02f, 0.25f) * reach),
+                         cvRound(random.uniform(0.02f, 0.25f) * reach)},
+                        random.uniform(0.0f, 180.0f), 0.0, 360.0, grey, cv::FILLED, cv::LINE_AA);
+            break;
+        default:
+            cv::line(image, anywhereIn(image.size(), random), anywhereIn(image.size(), random),
+                     grey, 1 + random.below(std::max(1, image.cols / 14)), cv::LINE_AA);
+            break;
     }
 }
 
@@ -79,20 +77,18 @@ cv::Mat drawBackground(cv::Size size, Background kind, float level, Random& rand
     const cv::Size small(std::max(8, size.width / kShrink), std::max(8, size.height / kShrink));
     cv::Mat image;
     switch (kind) {
-    case Background::black:
-        image = softPattern(small, 1.0f, 6.0f + 16.0f * level, 3, random);
-        break;
-    case Background::dim:
-        image = softPattern(small, 5.0f, 20.0f + 70.0f * level, 4, random);
-        break;
-    case Background::wall: {
-        const float grey = 40.0f + 200.0f * level;
-        image = softPattern(small, grey * 0.85f, grey * 1.1f, 3, random);
-        break;
-    }
-    case Background::clutter:
-        image = drawClutter(small, 50.0f + 200.0f * level, random);
-        break;
+        case Background::black:
+            image = softPattern(small, 1.0f, 6.0f + 16.0f * level, 3, random);
+            break;
+        case Background::dim:
+            image = softPattern(small, 5.0f, 20.0f + 70.0f * level, 4, random);
+            break;
+        case Background::wall: {
+            const float grey = 40.0f + 200.0f * level;
+            image = softPattern(small, grey * 0.85f, grey * 1.1f, 3, random);
+            break;
+        }
+        case Background::clutter: image = drawClutter(small, 50.0f + 200.0f * level, random); break;
     }
     cv::Mat result;
     cv::resize(image, result, size, 0, 0, cv::INTER_LINEAR);

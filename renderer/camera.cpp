@@ -33,19 +33,19 @@ cv::Point2f project(const cv::Matx33f& matrix, const cv::Point2f& point) {
 Camera::Camera(const CaptureConditions& conditions, Hand hand, cv::Size frame)
     : frame_(frame),
       scale_(conditions.palmWidth * static_cast<float>(std::min(frame.width, frame.height))),
-      stretch_(conditions.stretch), phase_(conditions.stretchPhase) {
+      stretch_(conditions.stretch),
+      phase_(conditions.stretchPhase) {
     const float mirror = hand == Hand::left ? 1.0f : -1.0f;
-    const cv::Matx33f turned =
-        rotation(conditions.turn * kDegree, conditions.tiltAcross * kDegree,
-                 conditions.tiltAlong * kDegree);
+    const cv::Matx33f turned = rotation(conditions.turn * kDegree, conditions.tiltAcross * kDegree,
+                                        conditions.tiltAlong * kDegree);
     const cv::Matx33f placed =
         turned * cv::Matx33f(mirror, 0.0f, -mirror * conditions.middle.x, 0.0f, -1.0f,
                              conditions.middle.y, 0.0f, 0.0f, 0.0f) +
         cv::Matx33f(0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, conditions.distance);
     const float focal = scale_ * conditions.distance;
     const cv::Matx33f lens(focal, 0.0f, conditions.place.x * static_cast<float>(frame.width), 0.0f,
-                           focal, conditions.place.y * static_cast<float>(frame.height), 0.0f,
-                           0.0f, 1.0f);
+                           focal, conditions.place.y * static_cast<float>(frame.height), 0.0f, 0.0f,
+                           1.0f);
     palmToFrame_ = lens * placed;
     frameToPalm_ = palmToFrame_.inv();
 }

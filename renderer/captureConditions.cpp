@@ -31,7 +31,7 @@ struct Ranges {
     float noise;
 };
 
-constexpr Ranges kEnrolment{0.345f, 0.425f, 0.040f, 0.025f, 15.0f,  8.0f,  0.05f, 0.010f,
+constexpr Ranges kEnrolment{0.345f, 0.425f, 0.040f, 0.025f, 15.0f,  8.0f,   0.05f, 0.010f,
                             150.0f, 215.0f, 0.18f,  0.35f,  0.006f, 0.006f, 3.0f};
 constexpr Ranges kHard{0.330f, 0.460f, 0.080f, 0.050f, 40.0f,  20.0f,  0.10f, 0.016f,
                        95.0f,  270.0f, 0.40f,  0.90f,  0.014f, 0.020f, 7.0f};
@@ -40,12 +40,9 @@ constexpr Ranges kAnywhere{0.110f, 0.700f, 0.420f, 0.420f, 50.0f,  28.0f,  0.14f
 
 const Ranges& rangesOf(Scenario scenario) {
     switch (scenario) {
-    case Scenario::enrolment:
-        return kEnrolment;
-    case Scenario::hard:
-        return kHard;
-    case Scenario::anywhere:
-        break;
+        case Scenario::enrolment: return kEnrolment;
+        case Scenario::hard: return kHard;
+        case Scenario::anywhere: break;
     }
     return kAnywhere;
 }
@@ -110,8 +107,8 @@ void lightHand(CaptureConditions& conditions, Random& random, const Ranges& rang
 Background backgroundOf(Random& random, Scenario scenario) {
     const float draw = random.unit();
     if (scenario == Scenario::enrolment) {
-        return draw < 0.5f ? Background::black : (draw < 0.85f ? Background::dim
-                                                               : Background::clutter);
+        return draw < 0.5f ? Background::black
+                           : (draw < 0.85f ? Background::dim : Background::clutter);
     }
     if (draw < 0.25f) {
         return Background::black;

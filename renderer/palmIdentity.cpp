@@ -27,9 +27,12 @@ FingerShape finger(Random& person, Random& hand, cv::Point2f base, float length,
 
 void placeKeyPoints(HandShape& shape) {
     const float stretch = shape.palmLength;
-    shape.keyPoints = {cv::Point2f(0.0f, -0.45f * stretch), cv::Point2f(-0.44f, -0.90f * stretch),
-                       shape.fingers[0].base,               shape.fingers[1].base,
-                       shape.fingers[2].base,               shape.fingers[3].base,
+    shape.keyPoints = {cv::Point2f(0.0f, -0.45f * stretch),
+                       cv::Point2f(-0.44f, -0.90f * stretch),
+                       shape.fingers[0].base,
+                       shape.fingers[1].base,
+                       shape.fingers[2].base,
+                       shape.fingers[3].base,
                        cv::Point2f(0.37f, -0.80f * stretch)};
 }
 
@@ -37,11 +40,10 @@ HandShape shapeOf(Random& person, Random& hand) {
     const float reach = person.uniform(0.90f, 1.12f);
     const float girth = person.uniform(0.90f, 1.04f);
     HandShape shape{};
-    shape.fingers = {
-        finger(person, hand, {-0.375f, 0.085f}, 0.86f * reach, 0.245f * girth, -7.0f),
-        finger(person, hand, {-0.130f, 0.130f}, 0.95f * reach, 0.250f * girth, -1.0f),
-        finger(person, hand, {0.130f, 0.090f}, 0.88f * reach, 0.240f * girth, 5.0f),
-        finger(person, hand, {0.375f, -0.085f}, 0.70f * reach, 0.215f * girth, 14.0f)};
+    shape.fingers = {finger(person, hand, {-0.375f, 0.085f}, 0.86f * reach, 0.245f * girth, -7.0f),
+                     finger(person, hand, {-0.130f, 0.130f}, 0.95f * reach, 0.250f * girth, -1.0f),
+                     finger(person, hand, {0.130f, 0.090f}, 0.88f * reach, 0.240f * girth, 5.0f),
+                     finger(person, hand, {0.375f, -0.085f}, 0.70f * reach, 0.215f * girth, 14.0f)};
     shape.thumbLength = 0.66f * reach * person.uniform(0.93f, 1.07f);
     shape.thumbWidth = 0.25f * girth * person.uniform(0.92f, 1.1f);
     shape.palmLength = person.uniform(0.93f, 1.07f);

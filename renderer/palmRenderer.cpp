@@ -68,8 +68,7 @@ cv::Mat projectDetail(const PalmIdentity& identity, const Scene& scene) {
 
 cv::Mat projectSkin(const Silhouette& silhouette, const Scene& scene) {
     const float scale = std::min(kShadeScale, scene.camera.scale());
-    const ShadedSkin skin =
-        shadeSkin(silhouette, scene.conditions, handArea(scene.camera), scale);
+    const ShadedSkin skin = shadeSkin(silhouette, scene.conditions, handArea(scene.camera), scale);
     cv::Mat projected;
     cv::remap(skin.coverageAndShade, projected, scene.camera.rasterMap(skin.area, skin.scale), {},
               cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0.0));
@@ -126,8 +125,8 @@ void compose(cv::Mat& frame, const cv::Mat& skin, const cv::Mat& detail, const S
         const auto* from = skin.ptr<std::uint8_t>(y);
         const auto* fine = detail.ptr<std::uint8_t>(y);
         for (int x = 0; x < frame.cols; ++x) {
-            const float cover = std::clamp(
-                0.5f + (static_cast<float>(from[2 * x]) - 127.5f) * edge, 0.0f, 1.0f);
+            const float cover =
+                std::clamp(0.5f + (static_cast<float>(from[2 * x]) - 127.5f) * edge, 0.0f, 1.0f);
             const float deviation = static_cast<float>(fine[x]) - kNeutralDetail;
             const float texture = 1.0f + deviation * kDetailGain;
             const float lit = light.at(static_cast<float>(x), static_cast<float>(y));
@@ -184,8 +183,8 @@ void addNoise(cv::Mat& frame, float deviation, Random& random) {
         const float* row =
             tile.data() + static_cast<std::ptrdiff_t>((y + offsetY) % kNoiseSide) * kNoiseSide;
         for (int x = 0; x < frame.cols; ++x) {
-            const float grey = static_cast<float>(to[x]) +
-                               deviation * row[(x + offsetX) % kNoiseSide] + 0.5f;
+            const float grey =
+                static_cast<float>(to[x]) + deviation * row[(x + offsetX) % kNoiseSide] + 0.5f;
             to[x] = static_cast<std::uint8_t>(std::clamp(grey, 0.0f, 255.0f));
         }
     }

@@ -18,8 +18,8 @@ constexpr const char* kUsage =
     "usage: brairu-palms FOLDER [--people N] [--captures M] [--empty E] [--seed S]\n"
     "                    [--scenario enrolment|hard|anywhere] [--size WxH] [--format png|raw]\n"
     "Draws M captures of both palms of N people and E frames without a hand as PNG files or as\n"
-    "raw bytes of grey, row by row, and FOLDER/index.csv with the hand, box and key points of each\n"
-    "frame in pixels.\n";
+    "raw bytes of grey, row by row, and FOLDER/index.csv with the hand, box and key points of\n"
+    "each frame in pixels.\n";
 
 struct Options {
     std::filesystem::path folder;
@@ -138,8 +138,8 @@ private:
 
     void write(const std::string& name, const brairu::RenderedFrame& frame) const {
         const std::string path = (options_.folder / name).string();
-        const bool written = options_.format == "raw" ? writeBytes(path, frame.luma)
-                                                      : cv::imwrite(path, frame.luma);
+        const bool written =
+            options_.format == "raw" ? writeBytes(path, frame.luma) : cv::imwrite(path, frame.luma);
         if (!written) {
             throw std::runtime_error("cannot write " + path);
         }

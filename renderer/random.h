@@ -42,9 +42,7 @@ public:
     bool chance(float probability) { return unit() < probability; }
 
     // Evenly distributed in 0 .. count-1.
-    int below(int count) {
-        return static_cast<int>(next() % static_cast<std::uint64_t>(count));
-    }
+    int below(int count) { return static_cast<int>(next() % static_cast<std::uint64_t>(count)); }
 
 private:
     std::uint64_t state_ = 0x853C49E6748FEA9BU;

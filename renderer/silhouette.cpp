@@ -190,8 +190,8 @@ Silhouette face(Random& random) {
         skin.folds.push_back(smoothCurve(
             {{side - 0.14f, -0.2f}, {side, -0.13f + random.normal(0.02f)}, {side + 0.14f, -0.2f}},
             4));
-        skin.folds.push_back(smoothCurve(
-            {{side - 0.17f, -0.02f}, {side, 0.06f}, {side + 0.17f, -0.02f}}, 4));
+        skin.folds.push_back(
+            smoothCurve({{side - 0.17f, -0.02f}, {side, 0.06f}, {side + 0.17f, -0.02f}}, 4));
     }
     skin.folds.push_back(
         smoothCurve({{-0.22f, -0.95f}, {0.0f, -1.0f + random.normal(0.05f)}, {0.22f, -0.95f}}, 4));
@@ -230,8 +230,7 @@ Silhouette looseFingers(Random& random) {
 Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions) {
     Silhouette hand;
     hand.parts.push_back(palmOutline(shape));
-    hand.parts.push_back(
-        forearm(shape.wristWidth * 0.5f, -1.15f * shape.palmLength, 0.14f));
+    hand.parts.push_back(forearm(shape.wristWidth * 0.5f, -1.15f * shape.palmLength, 0.14f));
     for (std::size_t i = 0; i < 4; ++i) {
         addFinger(hand, shape.fingers[i], {conditions.fingerTurn[i], conditions.fingerReach[i]});
     }
@@ -241,18 +240,12 @@ Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions)
 
 Silhouette otherSkin(Random& random) {
     switch (random.below(6)) {
-    case 0:
-        return fist(random);
-    case 1:
-        return pointing(random);
-    case 2:
-        return bareArm(random);
-    case 3:
-        return face(random);
-    case 4:
-        return looseFingers(random);
-    default:
-        return shapeless(random);
+        case 0: return fist(random);
+        case 1: return pointing(random);
+        case 2: return bareArm(random);
+        case 3: return face(random);
+        case 4: return looseFingers(random);
+        default: return shapeless(random);
     }
 }
 

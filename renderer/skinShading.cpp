@@ -112,9 +112,8 @@ cv::Mat moundHeights(const Raster& raster, float hollow) {
     const float stepY = area.height / static_cast<float>(coarse.rows);
     for (int y = 0; y < coarse.rows; ++y) {
         for (int x = 0; x < coarse.cols; ++x) {
-            const cv::Point2f palm(
-                area.x + (static_cast<float>(x) + 0.5f) * stepX,
-                area.y + area.height - (static_cast<float>(y) + 0.5f) * stepY);
+            const cv::Point2f palm(area.x + (static_cast<float>(x) + 0.5f) * stepX,
+                                   area.y + area.height - (static_cast<float>(y) + 0.5f) * stepY);
             coarse.at<float>(y, x) = moundsAt(palm, hollow);
         }
     }
@@ -203,8 +202,8 @@ ShadedSkin shadeSkin(const Silhouette& silhouette, const CaptureConditions& cond
     const Raster raster(area, scale);
     cv::Mat coverage = fillParts(silhouette, raster);
     const cv::Mat distance = distanceToEdge(coverage, silhouette, raster);
-    cv::Mat shade = litRelief(heights(distance, raster, conditions.palmHollow), scale,
-                              conditions.lightSlope);
+    cv::Mat shade =
+        litRelief(heights(distance, raster, conditions.palmHollow), scale, conditions.lightSlope);
     drawFolds(shade, silhouette, raster);
     if (conditions.ring) {
         drawRing(shade, silhouette, raster);

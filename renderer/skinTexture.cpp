@@ -83,8 +83,7 @@ void drawForks(cv::Mat& layer, const Stroke& crease, Random& random) {
         const cv::Point2f along = crease.path[at] - crease.path[at - 1];
         const float heading = std::atan2(along.y, along.x) + random.normal(0.5f);
         const float length = random.uniform(0.06f, 0.24f);
-        const cv::Point2f end =
-            start + cv::Point2f(std::cos(heading), std::sin(heading)) * length;
+        const cv::Point2f end = start + cv::Point2f(std::cos(heading), std::sin(heading)) * length;
         const cv::Point2f middle =
             (start + end) * 0.5f + cv::Point2f(random.normal(0.01f), random.normal(0.01f));
         drawStroke(layer,
@@ -145,8 +144,8 @@ void drawLines(cv::Mat& layer, Random& random, int count, cv::Point2f centre, cv
     for (int i = 0; i < count; ++i) {
         const cv::Point2f at(centre.x + random.uniform(-reach.x, reach.x),
                              centre.y + random.uniform(-reach.y, reach.y));
-        const Stroke line = randomLine(random, at, heading + random.normal(deviation),
-                                       random.uniform(0.10f, 0.5f));
+        const Stroke line =
+            randomLine(random, at, heading + random.normal(deviation), random.uniform(0.10f, 0.5f));
         drawStroke(layer, line, random);
     }
 }
@@ -235,17 +234,27 @@ VeinTip rootOf(Random& random) {
     const float width = random.uniform(0.018f, 0.040f);
     const float strength = random.uniform(0.45f, 1.0f);
     switch (random.below(5)) {
-    case 0:
-        return {{-0.55f, random.uniform(-0.6f, -0.1f)}, random.normal(0.5f), width, strength, 0};
-    case 1:
-        return {{0.55f, random.uniform(-0.9f, -0.1f)}, kPi + random.normal(0.5f), width, strength,
-                0};
-    case 2:
-        return {{random.uniform(-0.4f, 0.4f), 0.2f}, -0.5f * kPi + random.normal(0.4f), width,
-                strength, 0};
-    default:
-        return {{random.uniform(-0.35f, 0.35f), -1.2f}, 0.5f * kPi + random.normal(0.35f), width,
-                strength, 0};
+        case 0:
+            return {
+                {-0.55f, random.uniform(-0.6f, -0.1f)}, random.normal(0.5f), width, strength, 0};
+        case 1:
+            return {{0.55f, random.uniform(-0.9f, -0.1f)},
+                    kPi + random.normal(0.5f),
+                    width,
+                    strength,
+                    0};
+        case 2:
+            return {{random.uniform(-0.4f, 0.4f), 0.2f},
+                    -0.5f * kPi + random.normal(0.4f),
+                    width,
+                    strength,
+                    0};
+        default:
+            return {{random.uniform(-0.35f, 0.35f), -1.2f},
+                    0.5f * kPi + random.normal(0.35f),
+                    width,
+                    strength,
+                    0};
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "handPose/lumaFrame.h"
 #include "handPose/palmRegion.h"

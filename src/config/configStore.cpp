@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
+#include <utility>
 
 #include "utils/convert.h"
 #include "utils/fileReplacement.h"
@@ -18,9 +20,34 @@ std::string textOf(std::istream& stream) {
     return text.str();
 }
 
+// Far deeper than any configuration: copying and writing a document takes stack for every level.
+constexpr int kDeepestNesting = 64;
+
+// Throws unless the brackets outside of strings stay within the deepest nesting.
+void requireShallow(const std::string& text) {
+    int depth = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char character = text[i];
+        if (inString && character == '\\') {
+            ++i;
+        } else if (character == '"') {
+            inString = !inString;
+        } else if (!inString && (character == '{' || character == '[')) {
+            ++depth;
+        } else if (!inString && (character == '}' || character == ']')) {
+            --depth;
+        }
+        if (depth > kDeepestNesting) {
+            throw std::runtime_error("nested too deeply");
+        }
+    }
+}
+
 // The first pass fills the document in place, so that a fault leaves what was read up to it; the
 // second is strict and also refuses what follows the document.
 void parseInto(ConfigDocument& document, const std::string& text) {
+    requireShallow(text);
     std::istringstream stream(text);
     stream >> document;
     [[maybe_unused]] const ConfigDocument whole = ConfigDocument::parse(text);

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <span>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "brairu.h"
 #include "handPose/lumaFrame.h"
@@ -16,7 +19,10 @@ constexpr FrameSize kFrame{128, 128};
 constexpr int kFeatureNetwork = 0;
 constexpr int kSupportNetwork = 1;
 
-void loadNetwork(NetRuntime& network, const std::string& netPath, const std::string& blobsPath) {
+void loadNetwork(NetRuntime& network, ConfigDocument& document, const char* netKey,
+                 const char* blobsKey) {
+    const std::string netPath = readText(document, "feature", netKey);
+    const std::string blobsPath = readText(document, "feature", blobsKey);
     ModelPair models;
     std::printf("start load model %s \r\n", netPath.c_str());
     readNetFile(netPath, models.net);
@@ -27,13 +33,19 @@ void loadNetwork(NetRuntime& network, const std::string& netPath, const std::str
     network.prepare(kFrame);
 }
 
+// Chroma of half the resolution wants even sides.
+void requireEven(const cv::Mat& image) {
+    if (image.cols % 2 != 0 || image.rows % 2 != 0) {
+        throw std::invalid_argument("feature input_w and input_h must be even");
+    }
+}
+
 }  // namespace
 
 FeatureNetworks::FeatureNetworks(ConfigDocument& document)
     : faults_(kSourceFile), feature_(kSourceFile), support_(kSourceFile) {
-    const auto path = [&](const char* key) { return readText(document, "feature", key); };
-    loadNetwork(feature_, path("model_path_net"), path("model_path_blobs"));
-    loadNetwork(support_, path("support_model_path_net"), path("support_model_path_blobs"));
+    loadNetwork(feature_, document, "model_path_net", "model_path_blobs");
+    loadNetwork(support_, document, "support_model_path_net", "support_model_path_blobs");
 }
 
 FeatureNetworks::~FeatureNetworks() {
@@ -43,6 +55,7 @@ FeatureNetworks::~FeatureNetworks() {
 }
 
 void FeatureNetworks::extract(const PalmImages& images, std::uint8_t* output) {
+    requireEven(images.whole);
     runFeature(featureFrame(images.whole), output, kFeatureNetwork, 2);
     runFeature(featureFrame(images.regionA), output, kSupportNetwork, 0);
     runFeature(featureFrame(images.regionB), output, kSupportNetwork, 1);

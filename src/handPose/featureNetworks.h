@@ -17,8 +17,9 @@ public:
     explicit FeatureNetworks(ConfigDocument& document);
     ~FeatureNetworks();
 
-    // Writes the three blocks of one capture, PVA_FEATURE_BYTES, to output: region A and region B
-    // through the support network, the whole crop through the feature network.
+    // Writes the three blocks of one capture, PVA_FEATURE_BYTES, to output: regions A and B through
+    // the support network, the whole crop through the feature network. Throws
+    // std::invalid_argument, before any run, for images with an odd side.
     void extract(const PalmImages& images, std::uint8_t* output);
 
     // Runs one network (0: feature, 1: support) on a 4:2:0 frame and copies its output to block

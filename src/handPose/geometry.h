@@ -6,13 +6,9 @@
 #include <vector>
 
 #include "brairu.h"
+#include "utils/frameSize.h"
 
 namespace brairu {
-
-struct FrameSize {
-    int width = 0;
-    int height = 0;
-};
 
 // The key points of a record as integer points, in its order.
 std::vector<cv::Point> keyPointsOf(const PvaHandPose& pose);

@@ -41,7 +41,8 @@ std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize fram
     std::vector<std::uint8_t> scaled(width * height * 3 / 2, kNeutralChroma);
     const std::vector<std::uint32_t> columns = columnTable(frame.width, input.width);
     for (std::size_t y = 0; y < height; ++y) {
-        const std::size_t row = y * static_cast<std::size_t>(frame.height) / height;
+        const auto row = static_cast<std::size_t>(
+            std::uint64_t{y} * static_cast<std::uint64_t>(frame.height) / height);
         scaleRow(luma + row * static_cast<std::size_t>(frame.width), columns,
                  scaled.data() + y * width);
     }

@@ -2,6 +2,7 @@
 // grey palm image in the broadcast range. Both are 4:2:0 with neutral chroma.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <vector>

@@ -8,6 +8,7 @@
 namespace brairu {
 namespace {
 
+constexpr int kLargestInput = 4096;
 constexpr double kCropPerInput = 1.5;
 constexpr double kRiseOfCentre = 0.1;
 constexpr double kShiftOfCentre = 0.2;
@@ -17,9 +18,9 @@ constexpr double kRegionA = 0.75;
 constexpr double kRegionB = 0.6;
 
 void requireUsable(FrameSize featureInput) {
-    const auto usable = [](int side) { return side > 0 && side % 2 == 0; };
+    const auto usable = [](int side) { return side > 0 && side <= kLargestInput; };
     if (!usable(featureInput.width) || !usable(featureInput.height)) {
-        throw std::invalid_argument("feature input_w and input_h must be positive and even");
+        throw std::invalid_argument("feature input_w and input_h must be 1 to 4096");
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
+#include <vector>
 
 #include "brairu.h"
 #include "handPose/geometry.h"
@@ -19,7 +20,7 @@ struct PalmImages {
 // Cuts the palm out of a grey frame. Moves the centre of pose from the hand to the palm. Returns 0,
 // or the code that stops the capture: 15 for a box without area, 1 or 3 for regions that do not fit
 // the crop. featureInput is the networks' input size; throws std::invalid_argument unless both
-// sides are positive and even. Pixels outside the frame are black.
+// sides are 1 to 4096. Pixels outside the frame are black.
 std::uint32_t extractPalm(const cv::Mat& frame, FrameSize featureInput, PvaHandPose& pose,
                           PalmImages& images);
 

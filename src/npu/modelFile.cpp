@@ -2,9 +2,12 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <limits>
 #include <optional>
+#include <span>
 
 namespace brairu {
 namespace {
@@ -26,8 +29,7 @@ std::optional<std::uint32_t> containerSize(std::FILE* file) {
     }
     const long long size = ::ftello(file);
     if (size < static_cast<long long>(kNonceBytes) ||
-        size > std::numeric_limits<std::uint32_t>::max() ||
-        std::fseek(file, 0, SEEK_SET) != 0) {
+        size > std::numeric_limits<std::uint32_t>::max() || std::fseek(file, 0, SEEK_SET) != 0) {
         return std::nullopt;
     }
     return static_cast<std::uint32_t>(size);

@@ -145,9 +145,9 @@ void NetRuntime::createInputTensor() {
     if (!imageHandle_) {
         endUnprepared("alloc image handle error!");
     }
-    imageTensor_ = {CreateTensorFromHandle(context_.get(), input_.dims, kBytesPerElement,
-                                           imageHandle_.get()),
-                    TensorRelease{&faults_}};
+    imageTensor_ = {
+        CreateTensorFromHandle(context_.get(), input_.dims, kBytesPerElement, imageHandle_.get()),
+        TensorRelease{&faults_}};
     if (!imageTensor_) {
         endUnprepared("create image tensor error!");
     }
@@ -162,8 +162,7 @@ void NetRuntime::allocateFrame() {
         endUnprepared("alloc memory error!");
     }
     framePhysical_ = vxGetDeviceMemoryPhysicalAddress(frameMemory_.get());
-    frameVirtual_ =
-        static_cast<std::uint8_t*>(vxGetDeviceMemoryVirtualAddress(frameMemory_.get()));
+    frameVirtual_ = static_cast<std::uint8_t*>(vxGetDeviceMemoryVirtualAddress(frameMemory_.get()));
     if (frameVirtual_ == nullptr) {
         endUnprepared("alloc memory error!");
     }
@@ -196,11 +195,11 @@ NpuImageDescriptor NetRuntime::imageDescriptor() const {
 NetOutputs NetRuntime::run(std::span<const std::uint8_t> frame) {
     const std::size_t bytes = std::min<std::size_t>(frame.size(), frameBytes_);
     std::copy_n(frame.data(), bytes, frameVirtual_);
-    faults_.require(vxFlushDeviceMemoryCache(context_.get(), frameVirtual_,
-                                             static_cast<std::uint32_t>(bytes)));
+    faults_.require(
+        vxFlushDeviceMemoryCache(context_.get(), frameVirtual_, static_cast<std::uint32_t>(bytes)));
     const NpuImageDescriptor image = imageDescriptor();
-    faults_.require(ImageConvertDeviceProcess(context_.get(), &image, imageTensor_.get(),
-                                              image.strideUV));
+    faults_.require(
+        ImageConvertDeviceProcess(context_.get(), &image, imageTensor_.get(), image.strideUV));
     input_.tensor = imageTensor_.get();
     const NetInputBlobList inputs{&input_, 1};
     faults_.require(SetNetInputBlobsTensor(graph_.get(), &inputs, imageTensor_.get(), &input_));

@@ -7,9 +7,9 @@
 #include <span>
 #include <string>
 
-#include "handPose/geometry.h"
 #include "npu.h"
 #include "npu/modelFile.h"
+#include "utils/frameSize.h"
 
 namespace brairu {
 

@@ -32,8 +32,7 @@ int pvaGetAuthRes(const std::uint8_t* feature, PvaAuthResult* result) {
     if (feature == nullptr || result == nullptr) {
         return logNullPointer(__func__);
     }
-    const CaptureBlocks probe =
-        splitFeature(feature, readInt(document, "feature", "feature_len"));
+    const CaptureBlocks probe = splitFeature(feature, readInt(document, "feature", "feature_len"));
     return identify(store, authHistory(), engine().securityLevel, probe, *result);
 }
 

@@ -13,6 +13,7 @@
 #include "match/similarity.h"
 #include "platformLog.h"
 #include "pvAuth.h"
+#include "store/storeLog.h"
 #include "store/templateBlob.h"
 
 namespace brairu {
@@ -24,7 +25,7 @@ bool noneNull(const char* call, std::initializer_list<const void*> arguments) {
     if (std::find(arguments.begin(), arguments.end(), nullptr) == arguments.end()) {
         return true;
     }
-    __android_log_print(ANDROID_LOG_ERROR, "database", "%s: null argument\r\n", call);
+    __android_log_print(ANDROID_LOG_ERROR, kStoreLogTag, "%s: null argument\r\n", call);
     return false;
 }
 

@@ -54,10 +54,11 @@ int configuredMaxCount(const char* call) {
 // Buffers one capture, or refuses it; the last one commits.
 void registerCapture(const char* call, const PvaUserKey& key, const std::uint8_t* feature,
                      bool checkDuplicate, PvaRegisterResult& result) {
+    TemplateStore& store = engineStore(call);
     RegisterBuffer& buffer = registerBuffer();
     const int maxCount = configuredMaxCount(call);
-    CaptureBlocks capture = splitFeature(
-        feature, readInt(engineConfig(call).document(), "feature", "feature_len"));
+    CaptureBlocks capture =
+        splitFeature(feature, readInt(engineConfig(call).document(), "feature", "feature_len"));
     result.status = PVA_REGISTER_MORE;
     if (repeatsFirstHalf(buffer, capture[0], maxCount, engine().detectionLevel)) {
         return;
@@ -66,7 +67,7 @@ void registerCapture(const char* call, const PvaUserKey& key, const std::uint8_t
     result.count = buffer.count();
     result.maxCount = maxCount;
     if (buffer.count() == maxCount) {
-        result.status = commit(engineStore(call), key, checkDuplicate);
+        result.status = commit(store, key, checkDuplicate);
     }
 }
 

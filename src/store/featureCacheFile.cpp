@@ -16,16 +16,23 @@ namespace {
 
 constexpr mode_t kFileMode = 0666;
 
-// Reading the whole file in at start makes the first search as fast as the later ones. Far beyond
-// any sensible number of centres that would only keep the start waiting.
-constexpr std::uint64_t kLargestReadAhead = std::uint64_t{256} << 20;
+// Files for any sensible number of centres are smaller. Beyond, disk space is not reserved and the
+// file is not read ahead: a typing error must cost neither the disk nor minutes.
+constexpr std::uint64_t kLargestSensibleFile = std::uint64_t{64} << 20;
+
+// Takes the disk space of the whole file now: a full disk is met here and not by a write to the
+// mapping, which would end the process. File systems that cannot do this are left as they are.
+bool reserve(int fd, std::uint64_t size) {
+    return size > kLargestSensibleFile || ::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0 ||
+           (errno != ENOSPC && errno != EDQUOT);
+}
 
 void* mapFile(int fd, std::uint64_t size) {
     if (size > std::numeric_limits<std::size_t>::max()) {
         errno = ENOMEM;
         return MAP_FAILED;
     }
-    const int readAhead = size <= kLargestReadAhead ? MAP_POPULATE : 0;
+    const int readAhead = size <= kLargestSensibleFile ? MAP_POPULATE : 0;
     return ::mmap(nullptr, static_cast<std::size_t>(size), PROT_READ | PROT_WRITE,
                   MAP_SHARED | readAhead, fd, 0);
 }
@@ -52,15 +59,16 @@ FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
 }
 
 bool FeatureCacheFile::resize() {
-    const auto size = static_cast<off_t>(fileSize_);
     struct stat status {};
-    const bool known = ::fstat(fd_.get(), &status) == 0;
-    if (::ftruncate(fd_.get(), size) != 0) {
+    if (::fstat(fd_.get(), &status) == 0) {
+        openedSize_ = static_cast<std::uint64_t>(status.st_size);
+    }
+    if (::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0 ||
+        !reserve(fd_.get(), fileSize_)) {
         std::perror("ftruncate");
         fd_.reset();
         return false;
     }
-    wasResized_ = known && status.st_size > 0 && status.st_size != size;
     return true;
 }
 

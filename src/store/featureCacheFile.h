@@ -56,9 +56,10 @@ public:
 
     bool isMapped() const { return mapping_ != nullptr; }
 
-    // Whether the file had content of another size when it was opened, and thus of another layout:
-    // what it holds then means nothing.
-    bool wasResized() const { return wasResized_; }
+    // The size that the file had when it was opened; 0 for a new one.
+    std::uint64_t openedSize() const { return openedSize_; }
+    // The size that capacity and record size make.
+    std::uint64_t fileSize() const { return fileSize_; }
 
     std::uint32_t capacity() const { return capacity_; }
     std::uint32_t recordSize() const { return recordSize_; }
@@ -83,7 +84,7 @@ private:
     std::uint64_t fileSize_;
     FileDescriptor fd_;
     std::uint8_t* mapping_ = nullptr;
-    bool wasResized_ = false;
+    std::uint64_t openedSize_ = 0;
 };
 
 }  // namespace brairu

@@ -1,18 +1,12 @@
 // What the template store does at every start of the engine.
 #include <algorithm>
 #include <iostream>
-#include <limits>
 
-#include "platformLog.h"
 #include "store/blobMigration.h"
+#include "store/storeLog.h"
 #include "store/templateStore.h"
 
 namespace brairu {
-namespace {
-
-constexpr const char* kLogTag = "database";
-
-}  // namespace
 
 void TemplateStore::runStartupPass() {
     // A failed open shows in the statements that follow.
@@ -27,7 +21,7 @@ void TemplateStore::runStartupPass() {
     }
     featureCount_ = cache_.count();
     if (featureCount_ == slotsOf(rows)) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "pva search init succ\r\n");
+        logStore("pva search init succ\r\n");
     }
 }
 
@@ -54,25 +48,19 @@ int TemplateStore::reportRowCount() {
     return rows;
 }
 
-// A centre count that no blob can hold is taken for a typing error, which must not cost the
+// A centre count that makes no cache is taken for a typing error, which must not cost the
 // templates.
 std::size_t TemplateStore::migratedSize() const {
-    const std::int64_t size = std::int64_t{centreCount_} * std::int64_t{kTemplateBytes};
-    return size > 0 && size <= std::numeric_limits<int>::max() ? static_cast<std::size_t>(size) : 0;
+    return cache_.capacity() > 0 ? static_cast<std::size_t>(centreCount_) * kTemplateBytes : 0;
 }
 
 bool TemplateStore::agreesWith(int rows) const {
-    if (slotsOf(rows) != featureCount_) {
-        return false;
-    }
-    return featureCount_ > 0 ? !cacheIsStale_ : rows == 0;
+    return slotsOf(rows) == featureCount_ && (featureCount_ > 0 || rows == 0);
 }
 
 bool TemplateStore::rebuildCache() {
-    __android_log_print(ANDROID_LOG_ERROR, kLogTag,
-                        "######### pva search rebuild ############\r\n");
+    logStore("######### pva search rebuild ############\r\n");
     cache_.clear();
-    cacheIsStale_ = false;
     SqliteStatement rows(connection_, "SELECT id, vector_data FROM userInfo;");
     if (!rows.isPrepared()) {
         std::cerr << "准备查询失败: " << connection_.errorText() << std::endl;

@@ -3,14 +3,13 @@
 #include <cstring>
 #include <iostream>
 
-#include "platformLog.h"
+#include "store/storeLog.h"
 #include "store/templateBlob.h"
 #include "store/templateStore.h"
 
 namespace brairu {
 namespace {
 
-constexpr const char* kLogTag = "database";
 constexpr const char* kSelectBlob = "SELECT vector_data FROM userInfo WHERE id = ?;";
 
 // Copies the smaller of the two sizes. False when there is nothing to copy from.
@@ -49,12 +48,11 @@ int TemplateStore::getLearnCount(int id) {
         return -1;
     }
     if (!query.bind(1, id)) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
-                            "sqlite3_bind_int(stmt, 1, uuid); false\r\n");
+        logStore("sqlite3_bind_int(stmt, 1, uuid); false\r\n");
         return -1;
     }
     if (!query.stepToRow()) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "sqlite3_step(stmt) false\r\n");
+        logStore("sqlite3_step(stmt) false\r\n");
         return -1;
     }
     return query.int32At(0);
@@ -100,7 +98,7 @@ bool TemplateStore::readByKey(const PvaUserKey& key, std::span<std::uint8_t> out
         return false;
     }
     const auto blob = query.blobAt(0);
-    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "dataSize: %d\n",
+    __android_log_print(ANDROID_LOG_ERROR, kStoreLogTag, "dataSize: %d\n",
                         static_cast<int>(blob.size()));
     return copyBlob(blob, out);
 }
@@ -111,12 +109,9 @@ std::optional<std::int64_t> TemplateStore::lastRowId() {
         return std::nullopt;
     }
     switch (query.step()) {
-        case SQLITE_ROW:
-            return query.int64At(0);
-        case SQLITE_DONE:
-            return 0;
-        default:
-            return std::nullopt;
+        case SQLITE_ROW: return query.int64At(0);
+        case SQLITE_DONE: return 0;
+        default: return std::nullopt;
     }
 }
 

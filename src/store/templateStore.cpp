@@ -6,14 +6,12 @@
 #include <limits>
 #include <string_view>
 
-#include "platformLog.h"
 #include "store/shellQuoting.h"
+#include "store/storeLog.h"
 #include "store/templateBlob.h"
 
 namespace brairu {
 namespace {
-
-constexpr const char* kLogTag = "database";
 
 // Configurations written for an older index format keep working with the cache file.
 std::string cacheFileName(std::string searchIndexPath) {
@@ -32,12 +30,16 @@ std::uint32_t cacheCapacity(int centreCount) {
     return fits ? static_cast<std::uint32_t>(slots) : 0;
 }
 
-std::uint32_t cacheRecordSize(int featureLength) {
-    return featureLength > 0 ? static_cast<std::uint32_t>(featureLength) : 0;
+// A file made for another number of centres, whose flags lie where there are records now: their
+// number may be right by chance.
+bool hasOtherLayout(const FeatureCacheFile& cache) {
+    const std::uint64_t bytesPerCentre = kMirroredPalms * (1 + std::uint64_t{cache.recordSize()});
+    return cache.openedSize() > 0 && cache.openedSize() != cache.fileSize() &&
+           cache.openedSize() % bytesPerCentre == 0;
 }
 
-void logError(const char* text) {
-    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "%s", text);
+std::uint32_t cacheRecordSize(int featureLength) {
+    return featureLength > 0 ? static_cast<std::uint32_t>(featureLength) : 0;
 }
 
 bool reportBindFault(const char* name, const SqliteConnection& connection) {
@@ -60,13 +62,18 @@ TemplateStore::TemplateStore(const ConfigDocument& document)
       cache_{cacheFileName(readText(config_, "database", "search_index_path")),
              cacheCapacity(centreCount_),
              cacheRecordSize(readInt(config_, "feature", "feature_len"))},
-      cacheIsStale_(cache_.wasResized()),
-      featureCount_(cache_.count()) {}
+      featureCount_(0) {
+    // At once: once the file has its new size, no later start could tell.
+    if (hasOtherLayout(cache_)) {
+        cache_.clear();
+    }
+    featureCount_ = cache_.count();
+}
 
 // The process is about to exit and does not wait for the cache to reach the disk.
 TemplateStore::~TemplateStore() {
     connection_.close();
-    logError("关闭数据库连接\r\n");
+    logStore("关闭数据库连接\r\n");
     cache_.leaveMapped();
 }
 
@@ -109,7 +116,7 @@ bool TemplateStore::insertPalm(const PvaUserKey& key, std::span<const std::uint8
     }
     reportRowCount();
     featureCount_ = cache_.count();
-    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "添加用户成功, featureCount = %d\r\n",
+    __android_log_print(ANDROID_LOG_ERROR, kStoreLogTag, "添加用户成功, featureCount = %d\r\n",
                         featureCount_);
     return true;
 }
@@ -181,13 +188,13 @@ bool TemplateStore::writeTemplate(int id, int index,
     cache_.put(slotsOf(std::int64_t{id} - 1) + index, signedBytesAt(data, 0, featureLength()));
     SqliteBlob blob(connection_, "userInfo", "vector_data", id);
     if (!blob.isOpen()) {
-        logError("打开数据库更新失败\r\n");
+        logStore("打开数据库更新失败\r\n");
         return false;
     }
     if (blob.write(data, std::int64_t{kTemplateBytes} * index) && blob.close()) {
         return true;
     }
-    __android_log_print(ANDROID_LOG_ERROR, kLogTag, "写入 BLOB 数据失败: %s\r\n",
+    __android_log_print(ANDROID_LOG_ERROR, kStoreLogTag, "写入 BLOB 数据失败: %s\r\n",
                         connection_.errorText().c_str());
     return false;
 }
@@ -213,14 +220,14 @@ bool TemplateStore::subtractPalm() {
     }
     featureCount_ -= centreCount_;
     if (cache_.count() == featureCount_) {
-        logError("删除成功\r\n");
+        logStore("删除成功\r\n");
     }
     return true;
 }
 
 bool TemplateStore::wipeAll() {
     if (connection_.execute("DROP TABLE userInfo;") != SQLITE_OK) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "drop table 失败: %s\n",
+        __android_log_print(ANDROID_LOG_ERROR, kStoreLogTag, "drop table 失败: %s\n",
                             connection_.errorText().c_str());
         return false;
     }
@@ -231,7 +238,7 @@ bool TemplateStore::wipeAll() {
     cache_.clear();
     featureCount_ = 0;
     if (!createTable()) {
-        logError("创建表失败: \r\n");
+        logStore("创建表失败: \r\n");
     }
     return true;
 }
@@ -242,7 +249,7 @@ bool TemplateStore::reopenDatabase() {
         return true;
     }
     connection_.close();
-    logError("无法打开数据库: \r\n");
+    logStore("无法打开数据库: \r\n");
     return false;
 }
 

@@ -103,7 +103,6 @@ private:
     ConfigDocument config_;
     int centreCount_;
     FeatureCacheFile cache_;
-    bool cacheIsStale_;  // its flags are of another layout, even if their number is right
     int featureCount_;
     SqliteConnection connection_;
 };

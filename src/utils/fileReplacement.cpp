@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -19,6 +20,9 @@ bool writeAll(int fd, const std::string& text) {
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t written = ::write(fd, text.data() + done, text.size() - done);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
         if (written < 0) {
             return false;
         }
@@ -55,6 +59,7 @@ public:
     Sibling& operator=(const Sibling&) = delete;
 
     bool isReady() const { return ready_; }
+    bool lacksSpace() const { return lacksSpace_; }
     bool write(const std::string& text) const;
     bool takePlaceOf(const std::string& path);
 
@@ -64,12 +69,14 @@ private:
     std::string name_;
     FileDescriptor fd_;
     bool ready_ = false;
+    bool lacksSpace_ = false;
 };
 
 Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
     struct stat original {};
     if (isPlainFile(path, original) && ::access(path.c_str(), W_OK) == 0) {
         fd_.reset(::mkostemp(name_.data(), O_CLOEXEC));
+        lacksSpace_ = !fd_.isOpen() && (errno == ENOSPC || errno == EDQUOT);
         ready_ = fd_.isOpen() && resemble(original);
     }
 }
@@ -98,18 +105,24 @@ bool Sibling::takePlaceOf(const std::string& path) {
     return true;
 }
 
+// True as well for what has no disk, such as a device.
+bool reachesDisk(int fd) { return ::fsync(fd) == 0 || errno == EINVAL; }
+
 bool truncateAndWrite(const std::string& path, const std::string& text) {
     const FileDescriptor fd(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
-    return fd.isOpen() && writeAll(fd.get(), text);
+    return fd.isOpen() && writeAll(fd.get(), text) && reachesDisk(fd.get());
 }
 
 }  // namespace
 
 bool replaceFile(const std::string& path, const std::string& text) {
     Sibling sibling(path);
+    // A disk that cannot take the new text keeps the old one.
+    if (sibling.lacksSpace()) {
+        return false;
+    }
     if (sibling.isReady()) {
-        // A disk that cannot take the new text keeps the old one.
         if (!sibling.write(text)) {
             return false;
         }

@@ -59,8 +59,8 @@ TEST(IdentityTest, HandsOfAPersonShareSkinAndProportionsOnly) {
 }
 
 TEST(IdentityTest, KeyPointsStayCloseToTheirMeaning) {
-    const cv::Point2f meaning[] = {{0.0f, -0.45f},   {-0.44f, -0.90f}, {-0.375f, 0.085f},
-                                   {-0.13f, 0.13f},  {0.13f, 0.09f},   {0.375f, -0.085f},
+    const cv::Point2f meaning[] = {{0.0f, -0.45f},  {-0.44f, -0.90f}, {-0.375f, 0.085f},
+                                   {-0.13f, 0.13f}, {0.13f, 0.09f},   {0.375f, -0.085f},
                                    {0.37f, -0.80f}};
     for (int person = 0; person < 20; ++person) {
         const PalmIdentity palm = identityOf(kSeed, person, Hand::right);

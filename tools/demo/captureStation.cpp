@@ -10,13 +10,13 @@ const cv::Size kFrameSize(640, 480);
 
 std::string wordsFor(std::uint32_t code) {
     switch (code) {
-        case 0: return "0 good";
-        case 1: return "1 too far left";
-        case 2: return "2 too far right";
-        case 3: return "3 too high";
-        case 4: return "4 too low";
-        case 5: return "5 too bright";
-        case 6: return "6 too dark";
+        case 0: return " 0 good";
+        case 1: return " 1 too far left";
+        case 2: return " 2 too far right";
+        case 3: return " 3 too high";
+        case 4: return " 4 too low";
+        case 5: return " 5 too bright";
+        case 6: return " 6 too dark";
         case 14: return "14 too large or uneven light";
         case 15: return "15 too small or blurred";
         default: return std::to_string(code);

@@ -1,5 +1,5 @@
-// The counter of the demonstration: people hold their palms up, frames are rendered, and the engine captures
-// features from them.
+// The counter of the demonstration: people hold their palms up, frames are rendered, and the engine
+// captures features from them.
 #pragma once
 
 #include <array>
@@ -27,11 +27,13 @@ class CaptureStation {
 public:
     explicit CaptureStation(DemoReport& report) : report_(report) {}
 
-    // One frame of a palm. number tells captures of the palm apart: the same number gives the same frame.
+    // One frame of a palm. number tells captures of the palm apart: the same number gives the same
+    // frame.
     Capture capture(const brairu::PalmIdentity& palm, int number,
                     brairu::Scenario scenario = brairu::Scenario::enrolment);
 
-    // As many frames as it takes to get a usable one, at most five; the last one. Counts them in step.
+    // As many frames as it takes to get a usable one, at most five; the last one. Counts them in
+    // step.
     Capture usableCapture(const brairu::PalmIdentity& palm, int& number, StepReport& step);
 
     // Runs a call and adds its time to the report.

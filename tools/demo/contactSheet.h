@@ -8,7 +8,8 @@
 
 namespace demo {
 
-// Writes one frame with box, key points, code and outcome; green for a right outcome, red for a wrong one.
+// Writes one frame with box, key points, code and outcome; green for a right outcome, red for a
+// wrong one.
 void writeTile(const Capture& capture, const std::string& caption, bool right,
                const std::string& path);
 

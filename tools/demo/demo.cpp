@@ -1,5 +1,6 @@
-// brairu-demo: enrols people from rendered camera frames, recognises them, turns strangers away, starts again in a
-// new process, and shows it all in one table and one picture sheet. Uses nothing but the exported calls.
+// brairu-demo: enrols people from rendered camera frames, recognises them, turns strangers away,
+// starts again in a new process, and shows it all in one table and one picture sheet. Uses nothing
+// but the exported calls.
 #include <cstdio>
 #include <exception>
 #include <string>

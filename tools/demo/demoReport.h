@@ -1,4 +1,5 @@
-// What the demonstration met, step by step; passed from the engine's processes to the parent as JSON.
+// What the demonstration met, step by step; passed from the engine's processes to the parent as
+// JSON.
 #pragma once
 
 #include <cstdint>

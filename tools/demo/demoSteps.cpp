@@ -57,8 +57,7 @@ public:
 
     bool start() {
         say("starting the engine");
-        return station_.timed("init_pva",
-                              [&] { return init_pva(files_.config().c_str()) == 1; });
+        return station_.timed("init_pva", [&] { return init_pva(files_.config().c_str()) == 1; });
     }
 
     void finish() {
@@ -71,8 +70,8 @@ public:
         StepReport step{"meet hands held anywhere", false};
         for (const Palm& palm : palms) {
             for (int frame = 0; frame < frames; ++frame) {
-                const Capture capture = station_.capture(
-                    palm.identity, kCarelessCaptures + frame, brairu::Scenario::anywhere);
+                const Capture capture = station_.capture(palm.identity, kCarelessCaptures + frame,
+                                                         brairu::Scenario::anywhere);
                 ++step.captures;
                 if (frame == 0) {
                     tile(capture, "held anywhere", true);
@@ -182,17 +181,16 @@ private:
     }
 
     bool identifies(const Capture& probe, PvaAuthResult& result) {
-        return station_.timed("pvaGetAuthRes", [&] {
-            return pvaGetAuthRes(probe.features.data(), &result) == 1;
-        });
+        return station_.timed("pvaGetAuthRes",
+                              [&] { return pvaGetAuthRes(probe.features.data(), &result) == 1; });
     }
 
     void identifyGenuine(const Palm& palm, int& number, bool draw, StepReport& step) {
         const Capture probe = station_.usableCapture(palm.identity, number, step);
         PvaAuthResult result{};
         const bool accepted = probe.usable && identifies(probe, result);
-        const bool right = accepted && result.userid == palm.key.userid &&
-                           result.palmindex == palm.key.palmindex;
+        const bool right =
+            accepted && result.userid == palm.key.userid && result.palmindex == palm.key.palmindex;
         count(step, right);
         step.falseAccepts += accepted && !right ? 1 : 0;
         if (draw) {

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kVerbose = 2;
 constexpr int kSilent = 8;
-constexpr std::array<std::string_view, 7> kPriorityNames = {"verbose", "debug", "info", "warn",
+constexpr std::array<std::string_view, 7> kPriorityNames = {"verbose", "debug", "info",  "warn",
                                                             "error",   "fatal", "silent"};
 constexpr std::string_view kPriorityLetters = "VDIWEFS";
 
@@ -23,12 +23,14 @@ constexpr std::size_t kLineBytesMax = 4096;
 
 /// The least priority that is written: a number or a name; everything when it is neither.
 int leastPriority() {
-    const char *text = std::getenv("BRAIRU_LOG_LEVEL");
-    if (text == nullptr) return kVerbose;
+    const char* text = std::getenv("BRAIRU_LOG_LEVEL");
+    if (text == nullptr)
+        return kVerbose;
     const std::string_view level(text);
     for (int i = 0; i < static_cast<int>(kPriorityNames.size()); ++i) {
         const bool isNumber = level.size() == 1 && level[0] == '0' + kVerbose + i;
-        if (isNumber || level == kPriorityNames[static_cast<std::size_t>(i)]) return kVerbose + i;
+        if (isNumber || level == kPriorityNames[static_cast<std::size_t>(i)])
+            return kVerbose + i;
     }
     return kVerbose;
 }
@@ -52,17 +54,19 @@ public:
         size_ += fitting.size();
     }
 
-    void appendFormatted(const char *format, va_list arguments) {
+    void appendFormatted(const char* format, va_list arguments) {
         // The terminator may take the place that is kept for the line end.
         const int length = std::vsnprintf(bytes_.data() + size_, room() + 1, format, arguments);
-        if (length < 0) return;
+        if (length < 0)
+            return;
         const auto wanted = static_cast<std::size_t>(length);
         size_ += wanted < room() ? wanted : room();
     }
 
     /// Ends the text with exactly one newline, whatever line ends it had.
     void finish() {
-        while (size_ > 0 && (bytes_[size_ - 1] == '\n' || bytes_[size_ - 1] == '\r')) --size_;
+        while (size_ > 0 && (bytes_[size_ - 1] == '\n' || bytes_[size_ - 1] == '\r'))
+            --size_;
         bytes_[size_++] = '\n';
     }
 
@@ -87,8 +91,9 @@ int writeToStandardError(std::string_view text) {
 
 }  // namespace
 
-int __android_log_print(int priority, const char *tag, const char *format, ...) {
-    if (!isWritten(priority)) return 0;
+int __android_log_print(int priority, const char* tag, const char* format, ...) {
+    if (!isWritten(priority))
+        return 0;
     Line line;
     const char prefix[] = {letterOf(priority), '/', '\0'};
     line.append(prefix);

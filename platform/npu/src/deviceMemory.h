@@ -13,15 +13,15 @@ class DeviceMemory {
 public:
     DeviceMemory(std::uint32_t bytes, std::uint32_t physical);
 
-    std::uint8_t *data() const { return data_.get(); }
+    std::uint8_t* data() const { return data_.get(); }
     std::uint32_t size() const { return bytes_; }
     std::uint32_t physical() const { return physical_; }
     /// Whether [address, address + bytes) lies inside.
-    bool holds(const void *address, std::uint32_t bytes) const;
+    bool holds(const void* address, std::uint32_t bytes) const;
 
 private:
     struct Free {
-        void operator()(std::uint8_t *data) const;
+        void operator()(std::uint8_t* data) const;
     };
 
     std::unique_ptr<std::uint8_t, Free> data_;
@@ -34,7 +34,7 @@ private:
 /// nothing. Safe for use by several threads.
 class AddressSpace {
 public:
-    static AddressSpace &instance();
+    static AddressSpace& instance();
 
     /// Null when bytes is 0, or when memory or addresses are used up.
     std::shared_ptr<DeviceMemory> allocate(std::uint32_t bytes);
@@ -44,7 +44,7 @@ public:
     std::shared_ptr<const std::uint8_t> resolve(std::uint32_t physical, std::uint64_t bytes) const;
 
     /// Whether [address, address + bytes) as the CPU sees it lies inside one live piece.
-    bool holds(const void *address, std::uint32_t bytes) const;
+    bool holds(const void* address, std::uint32_t bytes) const;
 
 private:
     std::uint32_t takeAddresses(std::uint32_t bytes);

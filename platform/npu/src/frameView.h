@@ -17,6 +17,6 @@ struct FrameView {
 };
 
 /// Nothing when the description is impossible or a plane lies outside device memory.
-std::optional<FrameView> findFrame(const NpuImageDescriptor &image);
+std::optional<FrameView> findFrame(const NpuImageDescriptor& image);
 
 }  // namespace brairu::npu

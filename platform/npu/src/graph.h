@@ -12,7 +12,7 @@
 namespace brairu::npu {
 
 /// The record's name, which a caller's copy may leave without a terminator.
-std::string_view nameOf(const NetInputBlob &record);
+std::string_view nameOf(const NetInputBlob& record);
 
 /// A model pair on its way to being run: made, verified once, bound, run.
 class Graph {
@@ -22,7 +22,7 @@ public:
     /// Whether the pair makes a network that runs. Throws the reason why not when it is found out,
     /// later calls only say so. The model files are let go of.
     bool verify();
-    bool bind(std::string_view input, const std::shared_ptr<Tensor> &tensor);
+    bool bind(std::string_view input, const std::shared_ptr<Tensor>& tensor);
     bool run();
     bool hasResults() const;
     /// The results of the last run, each a tensor of its own.
@@ -33,8 +33,8 @@ public:
     std::vector<vx_tensor> outputTensors;
 
 private:
-    void build(LoadedModel &net, const LoadedModel &blobs);
-    bool fits(std::size_t input, const Tensor &tensor) const;
+    void build(LoadedModel& net, const LoadedModel& blobs);
+    bool fits(std::size_t input, const Tensor& tensor) const;
 
     std::shared_ptr<LoadedModel> net_;
     std::shared_ptr<LoadedModel> blobs_;

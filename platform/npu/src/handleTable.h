@@ -14,7 +14,8 @@ namespace brairu::npu {
 inline std::uintptr_t nextHandleNumber() {
     static std::atomic<std::uintptr_t> last{0};
     std::uintptr_t number = 0;
-    while (number == 0) number = ++last;
+    while (number == 0)
+        number = ++last;
     return number;
 }
 
@@ -56,7 +57,7 @@ public:
 
     void removeOwnedBy(Owner owner) {
         const std::lock_guard lock(mutex_);
-        std::erase_if(entries_, [owner](const auto &e) { return e.second.owner == owner; });
+        std::erase_if(entries_, [owner](const auto& e) { return e.second.owner == owner; });
     }
 
     std::size_t size() const {

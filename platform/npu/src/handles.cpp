@@ -2,9 +2,9 @@
 
 namespace brairu::npu {
 
-Handles &Handles::all() {
+Handles& Handles::all() {
     // Never destroyed: a host's own static objects may release their handles after ours are gone.
-    static auto *const handles = new Handles;
+    static auto* const handles = new Handles;
     return *handles;
 }
 

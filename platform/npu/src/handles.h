@@ -25,7 +25,7 @@ struct Handles {
     ContextHandles<vx_tensor, Tensor> tensors;
     ContextHandles<vx_graph, Graph> graphs;
 
-    static Handles &all();
+    static Handles& all();
 
     /// Handles of any kind that were given out and not yet released.
     std::size_t live() const;

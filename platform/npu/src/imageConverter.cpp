@@ -11,7 +11,9 @@ namespace {
 
 constexpr int kNeutral = 128;
 
-std::uint8_t clamped(int value) { return static_cast<std::uint8_t>(std::clamp(value, 0, 255)); }
+std::uint8_t clamped(int value) {
+    return static_cast<std::uint8_t>(std::clamp(value, 0, 255));
+}
 
 /// BT.601 for luma 16 to 235 and chroma 16 to 240, in 8-bit fixed point, rounded.
 cv::Vec3b toRgb(int y, int u, int v) {
@@ -22,13 +24,14 @@ cv::Vec3b toRgb(int y, int u, int v) {
             clamped((c + 516 * d) / 256)};
 }
 
-cv::Vec2b chromaAt(const cv::Mat &chroma, int row, int column) {
-    if (chroma.empty()) return {kNeutral, kNeutral};
+cv::Vec2b chromaAt(const cv::Mat& chroma, int row, int column) {
+    if (chroma.empty())
+        return {kNeutral, kNeutral};
     return chroma.at<cv::Vec2b>(std::min(row / 2, chroma.rows - 1),
                                 std::min(column / 2, chroma.cols - 1));
 }
 
-cv::Mat toRgb(const TwoPlaneFrame &frame) {
+cv::Mat toRgb(const TwoPlaneFrame& frame) {
     cv::Mat rgb(frame.luma.size(), CV_8UC3);
     for (int row = 0; row < rgb.rows; ++row) {
         for (int column = 0; column < rgb.cols; ++column) {
@@ -40,8 +43,9 @@ cv::Mat toRgb(const TwoPlaneFrame &frame) {
     return rgb;
 }
 
-cv::Mat scaledTo(const cv::Mat &image, cv::Size size) {
-    if (image.size() == size) return image;
+cv::Mat scaledTo(const cv::Mat& image, cv::Size size) {
+    if (image.size() == size)
+        return image;
     cv::Mat scaled;
     cv::resize(image, scaled, size, 0, 0, cv::INTER_LINEAR);
     return scaled;
@@ -49,7 +53,7 @@ cv::Mat scaledTo(const cv::Mat &image, cv::Size size) {
 
 }  // namespace
 
-void convertFrame(const TwoPlaneFrame &frame, int planeCount, cv::Mat &planes) {
+void convertFrame(const TwoPlaneFrame& frame, int planeCount, cv::Mat& planes) {
     const cv::Size size(planes.cols, planes.rows / planeCount);
     if (planeCount == 1) {
         scaledTo(frame.luma, size).copyTo(planes);

@@ -15,6 +15,6 @@ struct TwoPlaneFrame {
 /// Writes the frame into planes: one plane takes the luma as it is, three take red, green and blue
 /// (BT.601, luma 16 to 235). Scales bilinearly where the planes differ in size from the frame.
 /// planes is CV_8UC1, all planes below one another: height = planeCount * plane height.
-void convertFrame(const TwoPlaneFrame &frame, int planeCount, cv::Mat &planes);
+void convertFrame(const TwoPlaneFrame& frame, int planeCount, cv::Mat& planes);
 
 }  // namespace brairu::npu

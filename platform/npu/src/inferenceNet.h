@@ -27,10 +27,10 @@ public:
     std::size_t inputBytes(std::size_t input) const { return inputs_[input].bytes; }
 
     /// pixels[i] are the bytes of input i, channel planes one after another.
-    void run(const std::vector<const std::uint8_t *> &pixels);
-    const std::vector<OutputBytes> &outputs() const { return outputs_; }
+    void run(const std::vector<const std::uint8_t*>& pixels);
+    const std::vector<OutputBytes>& outputs() const { return outputs_; }
     /// The names as reported to the caller.
-    const std::vector<std::string> &outputNames() const { return reportedNames_; }
+    const std::vector<std::string>& outputNames() const { return reportedNames_; }
 
 private:
     struct Input {
@@ -39,7 +39,7 @@ private:
         std::size_t bytes = 0;
     };
 
-    void describe(const Model &model);
+    void describe(const Model& model);
     void tryOut();
 
     cv::dnn::Net net_;

@@ -8,7 +8,7 @@ namespace brairu::npu {
 
 namespace {
 
-NetInputBlob recordOf(const ValueInfo &input) {
+NetInputBlob recordOf(const ValueInfo& input) {
     NetInputBlob record = {};
     input.name.copy(record.name, sizeof record.name - 1);
     for (std::size_t i = 0; i < 3; ++i) {
@@ -19,18 +19,20 @@ NetInputBlob recordOf(const ValueInfo &input) {
 
 }  // namespace
 
-LoadedModel::LoadedModel(const void *buffer, std::uint32_t bytes)
-    : bytes_(static_cast<const char *>(buffer), bytes) {}
+LoadedModel::LoadedModel(const void* buffer, std::uint32_t bytes)
+    : bytes_(static_cast<const char*>(buffer), bytes) {}
 
-const Model &LoadedModel::description() {
-    if (description_ == nullptr) description_ = std::make_unique<Model>(readModel(bytes_));
+const Model& LoadedModel::description() {
+    if (description_ == nullptr)
+        description_ = std::make_unique<Model>(readModel(bytes_));
     return *description_;
 }
 
 std::shared_ptr<InputRecords> LoadedModel::inputRecords() {
     if (records_ == nullptr) {
         auto records = std::make_shared<InputRecords>();
-        for (const ValueInfo &input : description().inputs) records->push_back(recordOf(input));
+        for (const ValueInfo& input : description().inputs)
+            records->push_back(recordOf(input));
         records_ = std::move(records);
     }
     return records_;

@@ -17,11 +17,11 @@ using InputRecords = std::vector<NetInputBlob>;
 /// when it is used.
 class LoadedModel {
 public:
-    LoadedModel(const void *buffer, std::uint32_t bytes);
+    LoadedModel(const void* buffer, std::uint32_t bytes);
 
     std::string_view bytes() const { return bytes_; }
     /// The bytes read as a description. Throws Refusal.
-    const Model &description();
+    const Model& description();
     /// The input records, made on the first call. Throws Refusal.
     std::shared_ptr<InputRecords> inputRecords();
 

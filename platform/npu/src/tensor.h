@@ -15,10 +15,10 @@ using TensorDims = std::array<std::uint32_t, 4>;  // width, height, channels, ba
 /// a run, which it owns.
 class Tensor {
 public:
-    Tensor(const std::uint32_t (&dims)[3], const std::shared_ptr<DeviceMemory> &memory);
-    explicit Tensor(const OutputBytes &output);
+    Tensor(const std::uint32_t (&dims)[3], const std::shared_ptr<DeviceMemory>& memory);
+    explicit Tensor(const OutputBytes& output);
 
-    const TensorDims &dims() const { return dims_; }
+    const TensorDims& dims() const { return dims_; }
     std::uint32_t bytes() const { return bytes_; }
     /// The data, null once the memory behind it was freed. The result keeps it alive.
     std::shared_ptr<std::uint8_t> data();

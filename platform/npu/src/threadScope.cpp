@@ -17,10 +17,11 @@ int scopesAlive = 0;
 int hostThreads = 0;
 
 int wantedThreads() {
-    const char *text = std::getenv("BRAIRU_NPU_THREADS");
-    if (text == nullptr) return 1;
+    const char* text = std::getenv("BRAIRU_NPU_THREADS");
+    if (text == nullptr)
+        return 1;
     int threads = 1;
-    const char *end = text + std::strlen(text);
+    const char* end = text + std::strlen(text);
     const auto result = std::from_chars(text, end, threads);
     const bool usable = result.ptr == end && threads >= 0 && threads <= kThreadsMax;
     return usable ? threads : 1;
@@ -31,15 +32,19 @@ int wantedThreads() {
 ThreadScope::ThreadScope() {
     static const int wanted = wantedThreads();
     const std::lock_guard lock(scopesMutex);
-    if (scopesAlive++ > 0) return;
+    if (scopesAlive++ > 0)
+        return;
     hostThreads = cv::getNumThreads();
-    if (wanted > 0 && wanted != hostThreads) cv::setNumThreads(wanted);
+    if (wanted > 0 && wanted != hostThreads)
+        cv::setNumThreads(wanted);
 }
 
 ThreadScope::~ThreadScope() {
     const std::lock_guard lock(scopesMutex);
-    if (--scopesAlive > 0) return;
-    if (cv::getNumThreads() != hostThreads) cv::setNumThreads(hostThreads);
+    if (--scopesAlive > 0)
+        return;
+    if (cv::getNumThreads() != hostThreads)
+        cv::setNumThreads(hostThreads);
 }
 
 }  // namespace brairu::npu

@@ -9,8 +9,8 @@ class ThreadScope {
 public:
     ThreadScope();
     ~ThreadScope();
-    ThreadScope(const ThreadScope &) = delete;
-    ThreadScope &operator=(const ThreadScope &) = delete;
+    ThreadScope(const ThreadScope&) = delete;
+    ThreadScope& operator=(const ThreadScope&) = delete;
 };
 
 }  // namespace brairu::npu

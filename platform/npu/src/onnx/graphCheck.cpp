@@ -20,13 +20,17 @@ constexpr std::int64_t kTotalElementsMax = std::int64_t{1} << 28;
 
 class GraphChecker {
 public:
-    void check(const Model &model) {
-        for (const ValueInfo &input : model.inputs) addInput(input);
-        for (const ConstantTensor &constant : model.constants) addConstant(constant);
-        for (const Node &node : model.nodes) addNode(node);
+    void check(const Model& model) {
+        for (const ValueInfo& input : model.inputs)
+            addInput(input);
+        for (const ConstantTensor& constant : model.constants)
+            addConstant(constant);
+        for (const Node& node : model.nodes)
+            addNode(node);
         require(!model.outputs.empty() && model.outputs.size() <= kOutputsMax,
                 "the number of outputs is out of range");
-        for (const ValueInfo &output : model.outputs) checkOutput(output);
+        for (const ValueInfo& output : model.outputs)
+            checkOutput(output);
     }
 
 private:
@@ -36,13 +40,13 @@ private:
                 "the name " + std::string(name) + " is used twice");
     }
 
-    void addInput(const ValueInfo &input) {
+    void addInput(const ValueInfo& input) {
         Value value;
         value.dims = input.dims;
         add(input.name, std::move(value));
     }
 
-    void addConstant(const ConstantTensor &constant) {
+    void addConstant(const ConstantTensor& constant) {
         Value value;
         value.kind = Value::Kind::kConstant;
         value.dims = constant.dims;
@@ -50,30 +54,31 @@ private:
         add(constant.name, std::move(value));
     }
 
-    void addNode(const Node &node) {
+    void addNode(const Node& node) {
         const OpRule rule = opRule(node.op);
         require(rule != nullptr, "the operator " + std::string(node.op) + " is not supported");
         require(node.outputs.size() == 1, "a node has not one output");
         Value result = apply(rule, node);
         charge(result);
-        if (node.op == "QuantizeLinear") checkQuantizedNames(node);
+        if (node.op == "QuantizeLinear")
+            checkQuantizedNames(node);
         add(node.outputs[0], std::move(result));
     }
 
-    Value apply(OpRule rule, const Node &node) const {
+    Value apply(OpRule rule, const Node& node) const {
         try {
             NodeView view(node, inputsOf(node));
             Value result = rule(view);
             view.requireAllRead();
             return result;
-        } catch (const Refusal &reason) {
+        } catch (const Refusal& reason) {
             throw Refusal(std::string(node.op) + " giving " + std::string(node.outputs[0]) + ": " +
                           reason.what());
         }
     }
 
-    std::vector<const Value *> inputsOf(const Node &node) const {
-        std::vector<const Value *> inputs;
+    std::vector<const Value*> inputsOf(const Node& node) const {
+        std::vector<const Value*> inputs;
         for (const std::string_view name : node.inputs) {
             const auto found = values_.find(name);
             require(name.empty() || found != values_.end(),
@@ -83,14 +88,14 @@ private:
         return inputs;
     }
 
-    void charge(const Value &result) {
+    void charge(const Value& result) {
         work_ += result.work;
         elements_ += elementCount(result.dims, kElementsMax);
         require(work_ <= kWorkMax && elements_ <= kTotalElementsMax, "the network is too large");
     }
 
     /// The inference engine keeps signed bytes only for a result whose parameters are named so.
-    static void checkQuantizedNames(const Node &node) {
+    static void checkQuantizedNames(const Node& node) {
         const std::string name(node.outputs[0]);
         const std::string base(reportedName(name));
         require(!base.empty() && base != name && node.inputs[1] == base + "_scale" &&
@@ -98,7 +103,7 @@ private:
                 "the quantised value " + name + " or its parameters are misnamed");
     }
 
-    void checkOutput(const ValueInfo &output) const {
+    void checkOutput(const ValueInfo& output) const {
         const std::string name(output.name);
         const auto found = values_.find(output.name);
         require(found != values_.end(), "the output " + name + " does not exist");
@@ -115,6 +120,8 @@ private:
 
 }  // namespace
 
-void checkGraph(const Model &model) { GraphChecker().check(model); }
+void checkGraph(const Model& model) {
+    GraphChecker().check(model);
+}
 
 }  // namespace brairu::npu

@@ -21,7 +21,7 @@ constexpr std::int64_t kInputSideMax = 2048;
 constexpr std::int64_t kOpset = 11;
 constexpr std::uint64_t kExternalLocation = 1;
 
-std::string_view nameOf(const WireField &field) {
+std::string_view nameOf(const WireField& field) {
     const std::string_view name = field.asBytes();
     require(name.size() <= kNameBytesMax && name.find('\0') == std::string_view::npos,
             "a name is too long or holds a zero byte");
@@ -46,8 +46,10 @@ std::pair<std::string_view, std::string_view> readEntry(std::string_view message
     std::pair<std::string_view, std::string_view> entry;
     WireReader reader(message);
     for (WireField field; reader.next(field);) {
-        if (field.number == 1) entry.first = field.asBytes();
-        if (field.number == 2) entry.second = field.asBytes();
+        if (field.number == 1)
+            entry.first = field.asBytes();
+        if (field.number == 2)
+            entry.second = field.asBytes();
     }
     return entry;
 }
@@ -57,13 +59,14 @@ public:
     static ConstantTensor read(std::string_view message) {
         ConstantReader reader;
         WireReader fields(message);
-        for (WireField field; fields.next(field);) reader.take(field);
+        for (WireField field; fields.next(field);)
+            reader.take(field);
         reader.finish();
         return std::move(reader.tensor_);
     }
 
 private:
-    void take(const WireField &field) {
+    void take(const WireField& field) {
         switch (field.number) {
             case 1: field.appendTo(tensor_.dims); break;
             case 2: tensor_.type = elementTypeOf(field.asVarint()); break;
@@ -76,7 +79,7 @@ private:
         }
     }
 
-    void takeRawData(const WireField &field) {
+    void takeRawData(const WireField& field) {
         tensor_.data = field.asBytes();
         hasRawData_ = true;
     }
@@ -86,8 +89,8 @@ private:
         tensor_.external = location == kExternalLocation;
     }
 
-    void takeExternalEntry(const std::pair<std::string_view, std::string_view> &entry) {
-        const auto &[key, value] = entry;
+    void takeExternalEntry(const std::pair<std::string_view, std::string_view>& entry) {
+        const auto& [key, value] = entry;
         if (key == "location") {
             require(value == "blobs", "an external tensor lies in an unknown file");
         } else if (key == "offset") {
@@ -181,18 +184,21 @@ Dims readShape(std::string_view message) {
     return dims;
 }
 
-void readTensorType(std::string_view message, ValueInfo &value) {
+void readTensorType(std::string_view message, ValueInfo& value) {
     WireReader reader(message);
     for (WireField field; reader.next(field);) {
-        if (field.number == 1) value.type = elementTypeOf(field.asVarint());
-        if (field.number == 2) value.dims = readShape(field.asBytes());
+        if (field.number == 1)
+            value.type = elementTypeOf(field.asVarint());
+        if (field.number == 2)
+            value.dims = readShape(field.asBytes());
     }
 }
 
-void readType(std::string_view message, ValueInfo &value) {
+void readType(std::string_view message, ValueInfo& value) {
     WireReader reader(message);
     for (WireField field; reader.next(field);) {
-        if (field.number == 1) readTensorType(field.asBytes(), value);
+        if (field.number == 1)
+            readTensorType(field.asBytes(), value);
     }
 }
 
@@ -200,13 +206,15 @@ ValueInfo readValueInfo(std::string_view message) {
     ValueInfo value;
     WireReader reader(message);
     for (WireField field; reader.next(field);) {
-        if (field.number == 1) value.name = nameOf(field);
-        if (field.number == 2) readType(field.asBytes(), value);
+        if (field.number == 1)
+            value.name = nameOf(field);
+        if (field.number == 2)
+            readType(field.asBytes(), value);
     }
     return value;
 }
 
-ConstantTensor constantOfNode(Node &node) {
+ConstantTensor constantOfNode(Node& node) {
     require(node.outputs.size() == 1 && node.inputs.empty() && node.attributes.size() == 1 &&
                 node.attributes[0].type == AttributeType::kTensor &&
                 node.attributes[0].name == "value",
@@ -216,7 +224,7 @@ ConstantTensor constantOfNode(Node &node) {
     return constant;
 }
 
-void takeNode(Node node, Model &model) {
+void takeNode(Node node, Model& model) {
     if (node.op == "Constant") {
         model.constants.push_back(constantOfNode(node));
     } else {
@@ -224,7 +232,7 @@ void takeNode(Node node, Model &model) {
     }
 }
 
-void readGraph(std::string_view message, Model &model) {
+void readGraph(std::string_view message, Model& model) {
     WireReader reader(message);
     for (WireField field; reader.next(field);) {
         switch (field.number) {
@@ -244,14 +252,16 @@ std::int64_t readOpset(std::string_view message) {
     std::int64_t version = 0;
     WireReader reader(message);
     for (WireField field; reader.next(field);) {
-        if (field.number == 1) require(field.asBytes().empty(), "a foreign operator set is used");
-        if (field.number == 2) version = field.asInt();
+        if (field.number == 1)
+            require(field.asBytes().empty(), "a foreign operator set is used");
+        if (field.number == 2)
+            version = field.asInt();
     }
     return version;
 }
 
 /// Returns whether the field was the graph.
-bool readModelField(const WireField &field, Model &model) {
+bool readModelField(const WireField& field, Model& model) {
     switch (field.number) {
         case 1: model.irVersion = field.asInt(); return false;
         case 7: readGraph(field.asBytes(), model); return true;
@@ -267,12 +277,13 @@ Model parse(std::string_view net) {
     Model model;
     int graphs = 0;
     WireReader reader(net);
-    for (WireField field; reader.next(field);) graphs += readModelField(field, model) ? 1 : 0;
+    for (WireField field; reader.next(field);)
+        graphs += readModelField(field, model) ? 1 : 0;
     require(graphs == 1, "the model has no single graph");
     return model;
 }
 
-void checkInput(const ValueInfo &input) {
+void checkInput(const ValueInfo& input) {
     require(!input.name.empty(), "an input has no name");
     require(input.type == ElementType::kFloat || input.type == ElementType::kUint8,
             "an input is neither float nor byte");
@@ -282,13 +293,14 @@ void checkInput(const ValueInfo &input) {
             "an input is too large");
 }
 
-void checkStructure(const Model &model) {
+void checkStructure(const Model& model) {
     require(model.opsets.size() == 1 && model.opsets[0] == kOpset, "the operator set is not 11");
     require(!model.nodes.empty() && model.nodes.size() <= kNodesMax,
             "the number of nodes is out of range");
     require(model.constants.size() <= kConstantsMax, "there are too many constants");
     require(!model.inputs.empty(), "the graph has no input");
-    for (const ValueInfo &input : model.inputs) checkInput(input);
+    for (const ValueInfo& input : model.inputs)
+        checkInput(input);
 }
 
 }  // namespace

@@ -6,9 +6,11 @@ namespace brairu::npu {
 
 namespace {
 
-std::uint64_t code(ElementType type) { return static_cast<std::uint64_t>(type); }
+std::uint64_t code(ElementType type) {
+    return static_cast<std::uint64_t>(type);
+}
 
-std::string tensorMessage(const ConstantTensor &tensor) {
+std::string tensorMessage(const ConstantTensor& tensor) {
     WireWriter writer;
     writer.ints(1, tensor.dims);
     writer.varint(2, code(tensor.type));
@@ -17,7 +19,7 @@ std::string tensorMessage(const ConstantTensor &tensor) {
     return writer.take();
 }
 
-std::string attributeMessage(const Attribute &attribute) {
+std::string attributeMessage(const Attribute& attribute) {
     WireWriter writer;
     writer.bytes(1, attribute.name);
     switch (attribute.type) {
@@ -28,7 +30,8 @@ std::string attributeMessage(const Attribute &attribute) {
         case AttributeType::kString: writer.bytes(4, attribute.text); break;
         case AttributeType::kTensor: writer.bytes(5, tensorMessage(attribute.tensor)); break;
         case AttributeType::kFloats:
-            for (const float real : attribute.reals) writer.real(7, real);
+            for (const float real : attribute.reals)
+                writer.real(7, real);
             break;
         case AttributeType::kInts: writer.ints(8, attribute.integers); break;
     }
@@ -36,18 +39,20 @@ std::string attributeMessage(const Attribute &attribute) {
     return writer.take();
 }
 
-std::string nodeMessage(const Node &node) {
+std::string nodeMessage(const Node& node) {
     WireWriter writer;
-    for (const std::string_view input : node.inputs) writer.bytes(1, input);
-    for (const std::string_view output : node.outputs) writer.bytes(2, output);
+    for (const std::string_view input : node.inputs)
+        writer.bytes(1, input);
+    for (const std::string_view output : node.outputs)
+        writer.bytes(2, output);
     writer.bytes(4, node.op);
-    for (const Attribute &attribute : node.attributes) {
+    for (const Attribute& attribute : node.attributes) {
         writer.bytes(5, attributeMessage(attribute));
     }
     return writer.take();
 }
 
-std::string shapeMessage(const Dims &dims) {
+std::string shapeMessage(const Dims& dims) {
     WireWriter shape;
     for (const std::int64_t dim : dims) {
         WireWriter dimension;
@@ -57,7 +62,7 @@ std::string shapeMessage(const Dims &dims) {
     return shape.take();
 }
 
-std::string valueMessage(const ValueInfo &value) {
+std::string valueMessage(const ValueInfo& value) {
     WireWriter tensorType;
     tensorType.varint(1, code(value.type));
     tensorType.bytes(2, shapeMessage(value.dims));
@@ -69,20 +74,23 @@ std::string valueMessage(const ValueInfo &value) {
     return writer.take();
 }
 
-std::string graphMessage(const Model &model) {
+std::string graphMessage(const Model& model) {
     WireWriter writer;
-    for (const Node &node : model.nodes) writer.bytes(1, nodeMessage(node));
-    for (const ConstantTensor &constant : model.constants) {
+    for (const Node& node : model.nodes)
+        writer.bytes(1, nodeMessage(node));
+    for (const ConstantTensor& constant : model.constants) {
         writer.bytes(5, tensorMessage(constant));
     }
-    for (const ValueInfo &input : model.inputs) writer.bytes(11, valueMessage(input));
-    for (const ValueInfo &output : model.outputs) writer.bytes(12, valueMessage(output));
+    for (const ValueInfo& input : model.inputs)
+        writer.bytes(11, valueMessage(input));
+    for (const ValueInfo& output : model.outputs)
+        writer.bytes(12, valueMessage(output));
     return writer.take();
 }
 
 }  // namespace
 
-std::string writeModel(const Model &model) {
+std::string writeModel(const Model& model) {
     WireWriter opset;
     opset.varint(2, static_cast<std::uint64_t>(model.opsets.at(0)));
     WireWriter writer;

@@ -15,8 +15,8 @@ struct Value {
 
     Kind kind = Kind::kActivation;
     Dims dims;
-    const ConstantTensor *constant = nullptr;  // of a kConstant
-    const Value *normOf = nullptr;             // of a kNorm: the value whose length it is
+    const ConstantTensor* constant = nullptr;  // of a kConstant
+    const Value* normOf = nullptr;             // of a kNorm: the value whose length it is
     std::int64_t work = 0;                     // multiplications spent on it
 };
 
@@ -25,30 +25,30 @@ struct Value {
 class NodeView {
 public:
     /// A null input stands for an omitted one.
-    NodeView(const Node &node, std::vector<const Value *> inputs);
+    NodeView(const Node& node, std::vector<const Value*> inputs);
 
     void requireInputs(std::size_t fewest, std::size_t most) const;
     bool has(std::size_t input) const;
-    const Value &value(std::size_t input) const;
-    const Value &activation(std::size_t input) const;
-    const Value &activation(std::size_t input, std::size_t rank) const;
-    const ConstantTensor &constant(std::size_t input, ElementType type) const;
+    const Value& value(std::size_t input) const;
+    const Value& activation(std::size_t input) const;
+    const Value& activation(std::size_t input, std::size_t rank) const;
+    const ConstantTensor& constant(std::size_t input, ElementType type) const;
     /// The elements of a constant INT64 list.
     Dims integersOf(std::size_t input) const;
 
     std::int64_t integer(std::string_view name, std::int64_t fallback);
-    Dims integers(std::string_view name, const Dims &fallback);
+    Dims integers(std::string_view name, const Dims& fallback);
     float real(std::string_view name, float fallback);
     std::string text(std::string_view name, std::string_view fallback);
     void requireAllRead() const;
 
-    const Node &node() const { return node_; }
+    const Node& node() const { return node_; }
 
 private:
-    const Attribute *find(std::string_view name, AttributeType type);
+    const Attribute* find(std::string_view name, AttributeType type);
 
-    const Node &node_;
-    std::vector<const Value *> inputs_;
+    const Node& node_;
+    std::vector<const Value*> inputs_;
     std::vector<bool> read_;
 };
 

@@ -30,16 +30,17 @@ Value activationOf(Dims dims) {
     return value;
 }
 
-float scalarOf(const ConstantTensor &constant) {
+float scalarOf(const ConstantTensor& constant) {
     require(constant.data.size() == sizeof(float), "a constant is no scalar");
     float value = 0.0F;
     std::memcpy(&value, constant.data.data(), sizeof value);
     return value;
 }
 
-void requireList(const Dims &values, std::size_t count, std::int64_t least, const char *reason) {
+void requireList(const Dims& values, std::size_t count, std::int64_t least, const char* reason) {
     require(values.size() == count, reason);
-    for (const std::int64_t value : values) require(value >= least && value <= kWindowMax, reason);
+    for (const std::int64_t value : values)
+        require(value >= least && value <= kWindowMax, reason);
 }
 
 /// A sliding window over height and width.
@@ -49,9 +50,7 @@ struct Window {
     Dims dilations;
     Dims pads;
 
-    std::int64_t reach(std::size_t axis) const {
-        return dilations[axis] * (kernel[axis] - 1) + 1;
-    }
+    std::int64_t reach(std::size_t axis) const { return dilations[axis] * (kernel[axis] - 1) + 1; }
 
     std::int64_t outputSide(std::int64_t side, std::size_t axis) const {
         const std::int64_t room = side + pads[axis] + pads[axis + 2] - reach(axis);
@@ -60,7 +59,7 @@ struct Window {
     }
 };
 
-Window readWindow(NodeView &node) {
+Window readWindow(NodeView& node) {
     Window window{node.integers("kernel_shape", {}), node.integers("strides", {1, 1}),
                   node.integers("dilations", {1, 1}), node.integers("pads", {0, 0, 0, 0})};
     requireList(window.kernel, 2, 1, "its kernel_shape is out of range");
@@ -71,15 +70,15 @@ Window readWindow(NodeView &node) {
     return window;
 }
 
-Value slideOver(const Dims &image, std::int64_t channels, const Window &window) {
-    return activationOf({image[0], channels, window.outputSide(image[2], 0),
-                         window.outputSide(image[3], 1)});
+Value slideOver(const Dims& image, std::int64_t channels, const Window& window) {
+    return activationOf(
+        {image[0], channels, window.outputSide(image[2], 0), window.outputSide(image[3], 1)});
 }
 
-Value convolution(NodeView &node) {
+Value convolution(NodeView& node) {
     node.requireInputs(2, 3);
-    const Dims &image = node.activation(0, kImageRank).dims;
-    const Dims &weights = node.constant(1, ElementType::kFloat).dims;
+    const Dims& image = node.activation(0, kImageRank).dims;
+    const Dims& weights = node.constant(1, ElementType::kFloat).dims;
     const Window window = readWindow(node);
     const std::int64_t group = node.integer("group", 1);
     require(weights.size() == kImageRank && weights[0] > 0, "its weights are not four-dimensional");
@@ -98,9 +97,9 @@ Value convolution(NodeView &node) {
     return result;
 }
 
-Value pooling(NodeView &node) {
+Value pooling(NodeView& node) {
     node.requireInputs(1, 1);
-    const Dims &image = node.activation(0, kImageRank).dims;
+    const Dims& image = node.activation(0, kImageRank).dims;
     const Window window = readWindow(node);
     require(window.dilations == Dims({1, 1}), "its window is dilated");
     for (std::size_t i = 0; i < window.pads.size(); ++i) {
@@ -110,34 +109,35 @@ Value pooling(NodeView &node) {
     return slideOver(image, image[1], window);
 }
 
-Value maxPooling(NodeView &node) {
+Value maxPooling(NodeView& node) {
     require(node.integer("storage_order", 0) == 0, "its storage order is unsupported");
     return pooling(node);
 }
 
-Value averagePooling(NodeView &node) {
+Value averagePooling(NodeView& node) {
     const std::int64_t includesPadding = node.integer("count_include_pad", 0);
     require(includesPadding == 0 || includesPadding == 1, "its count_include_pad is out of range");
     return pooling(node);
 }
 
-Value globalAverage(NodeView &node) {
+Value globalAverage(NodeView& node) {
     node.requireInputs(1, 1);
-    const Dims &image = node.activation(0, kImageRank).dims;
+    const Dims& image = node.activation(0, kImageRank).dims;
     return activationOf({image[0], image[1], 1, 1});
 }
 
-Value reduceMean(NodeView &node) {
+Value reduceMean(NodeView& node) {
     node.requireInputs(1, 1);
-    const Dims &image = node.activation(0, kImageRank).dims;
+    const Dims& image = node.activation(0, kImageRank).dims;
     require(node.integers("axes", {}) == Dims({2, 3}), "it averages over other axes than 2 and 3");
-    if (node.integer("keepdims", 1) == 0) return activationOf({image[0], image[1]});
+    if (node.integer("keepdims", 1) == 0)
+        return activationOf({image[0], image[1]});
     return activationOf({image[0], image[1], 1, 1});
 }
 
-Value reduceL2(NodeView &node) {
+Value reduceL2(NodeView& node) {
     node.requireInputs(1, 1);
-    const Value &vector = node.activation(0, 2);
+    const Value& vector = node.activation(0, 2);
     require(node.integers("axes", {}) == Dims{1} && node.integer("keepdims", 1) == 1,
             "it is not the length of a vector");
     Value norm;
@@ -147,25 +147,25 @@ Value reduceL2(NodeView &node) {
     return norm;
 }
 
-Value sameShape(NodeView &node) {
+Value sameShape(NodeView& node) {
     node.requireInputs(1, 1);
     return activationOf(node.activation(0).dims);
 }
 
-Value leakyRelu(NodeView &node) {
+Value leakyRelu(NodeView& node) {
     require(std::isfinite(node.real("alpha", 0.01F)), "its slope is not finite");
     return sameShape(node);
 }
 
-std::int64_t channelsOf(const Value &value) {
+std::int64_t channelsOf(const Value& value) {
     require(value.dims.size() >= 2, "its input has no channels");
     return value.dims[1];
 }
 
-Value parametricRelu(NodeView &node) {
+Value parametricRelu(NodeView& node) {
     node.requireInputs(2, 2);
-    const Value &input = node.activation(0);
-    const Dims &slope = node.constant(1, ElementType::kFloat).dims;
+    const Value& input = node.activation(0);
+    const Dims& slope = node.constant(1, ElementType::kFloat).dims;
     const std::int64_t slopes = elementCount(slope, kElementsMax);
     require(slope.size() <= 3 && (slopes == 1 || slopes == channelsOf(input)) &&
                 (slope.empty() || slope[0] == slopes),
@@ -173,9 +173,9 @@ Value parametricRelu(NodeView &node) {
     return activationOf(input.dims);
 }
 
-Value batchNormalization(NodeView &node) {
+Value batchNormalization(NodeView& node) {
     node.requireInputs(5, 5);
-    const Value &input = node.activation(0);
+    const Value& input = node.activation(0);
     for (std::size_t i = 1; i < 5; ++i) {
         require(node.constant(i, ElementType::kFloat).dims == Dims{channelsOf(input)},
                 "its parameters do not fit its channels");
@@ -185,50 +185,55 @@ Value batchNormalization(NodeView &node) {
     return activationOf(input.dims);
 }
 
-bool broadcastsInto(const Dims &from, const Dims &into) {
-    if (from.size() > into.size()) return false;
+bool broadcastsInto(const Dims& from, const Dims& into) {
+    if (from.size() > into.size())
+        return false;
     return std::equal(from.rbegin(), from.rend(), into.rbegin(),
                       [](std::int64_t a, std::int64_t b) { return a == 1 || a == b; });
 }
 
-Value withConstant(const NodeView &node, std::size_t activation, std::size_t constant) {
-    const Dims &dims = node.activation(activation).dims;
+Value withConstant(const NodeView& node, std::size_t activation, std::size_t constant) {
+    const Dims& dims = node.activation(activation).dims;
     require(broadcastsInto(node.constant(constant, ElementType::kFloat).dims, dims),
             "its constant does not broadcast into its other input");
     return activationOf(dims);
 }
 
-bool isConstant(const Value &value) { return value.kind == Value::Kind::kConstant; }
+bool isConstant(const Value& value) {
+    return value.kind == Value::Kind::kConstant;
+}
 
-Value elementwise(NodeView &node) {
+Value elementwise(NodeView& node) {
     node.requireInputs(2, 2);
-    if (isConstant(node.value(1))) return withConstant(node, 0, 1);
+    if (isConstant(node.value(1)))
+        return withConstant(node, 0, 1);
     require(node.activation(0).dims == node.activation(1).dims, "its inputs differ in shape");
     return activationOf(node.activation(0).dims);
 }
 
-Value commutative(NodeView &node) {
+Value commutative(NodeView& node) {
     node.requireInputs(2, 2);
     return isConstant(node.value(0)) ? withConstant(node, 1, 0) : elementwise(node);
 }
 
-Value division(NodeView &node) {
+Value division(NodeView& node) {
     node.requireInputs(2, 2);
-    const Value &divisor = node.value(1);
-    if (divisor.kind != Value::Kind::kNorm) return elementwise(node);
+    const Value& divisor = node.value(1);
+    if (divisor.kind != Value::Kind::kNorm)
+        return elementwise(node);
     require(divisor.normOf == &node.activation(0), "it divides by another value's length");
     return activationOf(node.activation(0).dims);
 }
 
-Value concatenation(NodeView &node) {
+Value concatenation(NodeView& node) {
     node.requireInputs(1, kInputsMax);
     Dims joined = node.activation(0).dims;
     const std::int64_t axis = node.integer("axis", 0);
     require(axis > 0 && static_cast<std::size_t>(axis) < joined.size(), "its axis is out of range");
     const auto along = static_cast<std::size_t>(axis);
-    for (std::size_t i = 1; node.has(i); ++i) {
+    for (std::size_t i = 1; i < node.node().inputs.size(); ++i) {
         const bool constant = isConstant(node.value(i));
-        const Dims &dims =
+        const Dims& dims =
             constant ? node.constant(i, ElementType::kFloat).dims : node.activation(i).dims;
         require(dims.size() == joined.size() && dims[along] > 0, "its inputs differ in shape");
         Dims expected = joined;
@@ -240,14 +245,14 @@ Value concatenation(NodeView &node) {
     return activationOf(std::move(joined));
 }
 
-void cut(Dims &dims, std::int64_t axis, std::int64_t start, std::int64_t end) {
+void cut(Dims& dims, std::int64_t axis, std::int64_t start, std::int64_t end) {
     require(axis > 0 && static_cast<std::size_t>(axis) < dims.size(), "an axis is out of range");
-    std::int64_t &side = dims[static_cast<std::size_t>(axis)];
+    std::int64_t& side = dims[static_cast<std::size_t>(axis)];
     require(start >= 0 && start < end && start < side, "a range is empty or negative");
     side = std::min(end, side) - start;
 }
 
-Value slice(NodeView &node) {
+Value slice(NodeView& node) {
     node.requireInputs(4, 5);
     Dims dims = node.activation(0).dims;
     const Dims starts = node.integersOf(1);
@@ -265,7 +270,7 @@ Value slice(NodeView &node) {
     return activationOf(std::move(dims));
 }
 
-Dims scaled(const Dims &image, const ConstantTensor &scales) {
+Dims scaled(const Dims& image, const ConstantTensor& scales) {
     std::array<float, kImageRank> factors{};
     require(scales.data.size() == sizeof factors, "it has not four scales");
     std::memcpy(factors.data(), scales.data.data(), sizeof factors);
@@ -278,8 +283,9 @@ Dims scaled(const Dims &image, const ConstantTensor &scales) {
     return dims;
 }
 
-Dims resizedDims(const NodeView &node, const Dims &image) {
-    if (!node.has(3)) return scaled(image, node.constant(2, ElementType::kFloat));
+Dims resizedDims(const NodeView& node, const Dims& image) {
+    if (!node.has(3))
+        return scaled(image, node.constant(2, ElementType::kFloat));
     Dims sizes = node.integersOf(3);
     require(sizes.size() == kImageRank && sizes[0] == image[0] && sizes[1] == image[1],
             "its sizes change more than height and width");
@@ -287,32 +293,30 @@ Dims resizedDims(const NodeView &node, const Dims &image) {
 }
 
 template <std::size_t count>
-void requireOneOf(const std::string &text, const std::array<const char *, count> &known) {
+void requireOneOf(const std::string& text, const std::array<const char*, count>& known) {
     require(std::find(known.begin(), known.end(), text) != known.end(),
             "mode " + text + " is unsupported");
 }
 
-Value resize(NodeView &node) {
+Value resize(NodeView& node) {
     node.requireInputs(3, 4);
-    const Dims &image = node.activation(0, kImageRank).dims;
+    const Dims& image = node.activation(0, kImageRank).dims;
     requireOneOf(node.text("mode", "nearest"), std::array{"nearest", "linear"});
-    requireOneOf(
-        node.text("coordinate_transformation_mode", "half_pixel"),
-        std::array{"half_pixel", "pytorch_half_pixel", "align_corners", "asymmetric"});
+    requireOneOf(node.text("coordinate_transformation_mode", "half_pixel"),
+                 std::array{"half_pixel", "pytorch_half_pixel", "align_corners", "asymmetric"});
     requireOneOf(node.text("nearest_mode", "round_prefer_floor"),
                  std::array{"round_prefer_floor", "floor"});
     node.real("cubic_coeff_a", -0.75F);  // exporters write it in every mode
     return activationOf(resizedDims(node, image));
 }
 
-Value fullyConnected(NodeView &node) {
+Value fullyConnected(NodeView& node) {
     node.requireInputs(2, 3);
-    const Dims &vector = node.activation(0, 2).dims;
-    const Dims &weights = node.constant(1, ElementType::kFloat).dims;
+    const Dims& vector = node.activation(0, 2).dims;
+    const Dims& weights = node.constant(1, ElementType::kFloat).dims;
     require(node.integer("transA", 0) == 0 && node.integer("transB", 0) == 1,
             "its weights are not stored as rows of outputs");
-    require(node.real("alpha", 1.0F) == 1.0F && node.real("beta", 1.0F) == 1.0F,
-            "it is scaled");
+    require(node.real("alpha", 1.0F) == 1.0F && node.real("beta", 1.0F) == 1.0F, "it is scaled");
     require(weights.size() == 2 && weights[0] > 0 && weights[1] == vector[1],
             "its weights do not fit its input");
     if (node.has(2)) {
@@ -324,29 +328,31 @@ Value fullyConnected(NodeView &node) {
     return result;
 }
 
-Value flatten(NodeView &node) {
+Value flatten(NodeView& node) {
     node.requireInputs(1, 1);
-    const Dims &dims = node.activation(0).dims;
+    const Dims& dims = node.activation(0).dims;
     require(node.integer("axis", 1) == 1, "it does not keep the batch apart");
     return activationOf({dims[0], elementCount(dims, kElementsMax)});
 }
 
-std::int64_t sizeOf(std::int64_t wanted, const Dims &dims, std::size_t axis) {
-    if (wanted != 0) return wanted;
+std::int64_t sizeOf(std::int64_t wanted, const Dims& dims, std::size_t axis) {
+    if (wanted != 0)
+        return wanted;
     require(axis < dims.size(), "its shape copies a missing dimension");
     return dims[axis];
 }
 
-Value reshape(NodeView &node) {
+Value reshape(NodeView& node) {
     node.requireInputs(2, 2);
-    const Dims &dims = node.activation(0).dims;
+    const Dims& dims = node.activation(0).dims;
     Dims shape = node.integersOf(1);
     require(!shape.empty() && std::count(shape.begin(), shape.end(), -1) <= 1,
             "its shape is ambiguous");
     std::int64_t known = 1;
     for (std::size_t i = 0; i < shape.size(); ++i) {
         shape[i] = sizeOf(shape[i], dims, i);
-        if (shape[i] != -1) known = elementCount({known, shape[i]}, kElementsMax);
+        if (shape[i] != -1)
+            known = elementCount({known, shape[i]}, kElementsMax);
     }
     const std::int64_t total = elementCount(dims, kElementsMax);
     require(known > 0 && total % known == 0, "its shape holds another number of elements");
@@ -356,9 +362,9 @@ Value reshape(NodeView &node) {
     return activationOf(std::move(shape));
 }
 
-Value transpose(NodeView &node) {
+Value transpose(NodeView& node) {
     node.requireInputs(1, 1);
-    const Dims &dims = node.activation(0).dims;
+    const Dims& dims = node.activation(0).dims;
     const Dims order = node.integers("perm", {});
     Dims every(dims.size());
     std::iota(every.begin(), every.end(), 0);
@@ -366,19 +372,20 @@ Value transpose(NodeView &node) {
     require(std::is_permutation(order.begin(), order.end(), every.begin()),
             "its order of axes is no permutation");
     Dims turned;
-    for (const std::int64_t axis : order) turned.push_back(dims[static_cast<std::size_t>(axis)]);
+    for (const std::int64_t axis : order)
+        turned.push_back(dims[static_cast<std::size_t>(axis)]);
     return activationOf(std::move(turned));
 }
 
-Value cast(NodeView &node) {
+Value cast(NodeView& node) {
     require(node.integer("to", 0) == kToFloat, "it does not convert to float");
     return sameShape(node);
 }
 
-Value quantize(NodeView &node) {
+Value quantize(NodeView& node) {
     node.requireInputs(3, 3);
     const float scale = scalarOf(node.constant(1, ElementType::kFloat));
-    const ConstantTensor &zeroPoint = node.constant(2, ElementType::kInt8);
+    const ConstantTensor& zeroPoint = node.constant(2, ElementType::kInt8);
     require(std::isfinite(scale) && scale >= std::numeric_limits<float>::min(),
             "its scale is not positive");
     require(zeroPoint.data == std::string_view("\0", 1), "its zero point is not 0");

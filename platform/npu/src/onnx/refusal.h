@@ -11,12 +11,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-inline void require(bool holds, const char *reason) {
-    if (!holds) throw Refusal(reason);
+inline void require(bool holds, const char* reason) {
+    if (!holds)
+        throw Refusal(reason);
 }
 
-inline void require(bool holds, const std::string &reason) {
-    if (!holds) throw Refusal(reason);
+inline void require(bool holds, const std::string& reason) {
+    if (!holds)
+        throw Refusal(reason);
 }
 
 }  // namespace brairu::npu

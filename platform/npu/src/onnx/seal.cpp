@@ -16,7 +16,7 @@ constexpr std::size_t kSealBytes = 2 * crypto_hash_sha256_BYTES;
 
 std::string sha256Hex(std::string_view bytes) {
     std::array<unsigned char, crypto_hash_sha256_BYTES> digest{};
-    crypto_hash_sha256(digest.data(), reinterpret_cast<const unsigned char *>(bytes.data()),
+    crypto_hash_sha256(digest.data(), reinterpret_cast<const unsigned char*>(bytes.data()),
                        bytes.size());
     std::array<char, kSealBytes + 1> text{};
     sodium_bin2hex(text.data(), text.size(), digest.data(), digest.size());

@@ -21,21 +21,22 @@ std::int64_t bytesPerElement(ElementType type) {
     return 1;
 }
 
-std::string_view bytesOf(const WeightRange &range, std::string_view blobs) {
+std::string_view bytesOf(const WeightRange& range, std::string_view blobs) {
     require(range.offset <= blobs.size() && range.length <= blobs.size() - range.offset,
             "a tensor lies outside the weights");
     return blobs.substr(static_cast<std::size_t>(range.offset),
                         static_cast<std::size_t>(range.length));
 }
 
-void checkDigest(const Model &model, std::string_view blobs) {
+void checkDigest(const Model& model, std::string_view blobs) {
     const auto digest = model.metadata.find("blobs_sha256");
     require(digest != model.metadata.end(), "the description names no digest of its weights");
     require(digest->second == sha256Hex(blobs), "the weights are damaged or of another network");
 }
 
-void attach(ConstantTensor &constant, std::string_view blobs) {
-    if (constant.external) constant.data = bytesOf(constant.range, blobs);
+void attach(ConstantTensor& constant, std::string_view blobs) {
+    if (constant.external)
+        constant.data = bytesOf(constant.range, blobs);
     const std::int64_t bytes =
         elementCount(constant.dims, kBlobsBytesMax) * bytesPerElement(constant.type);
     require(static_cast<std::uint64_t>(bytes) == constant.data.size(),
@@ -44,7 +45,7 @@ void attach(ConstantTensor &constant, std::string_view blobs) {
 
 }  // namespace
 
-std::int64_t elementCount(const Dims &dims, std::int64_t limit) {
+std::int64_t elementCount(const Dims& dims, std::int64_t limit) {
     std::int64_t count = 1;
     for (const std::int64_t dim : dims) {
         require(dim >= 0 && dim <= limit, "a tensor has an impossible dimension");
@@ -54,11 +55,11 @@ std::int64_t elementCount(const Dims &dims, std::int64_t limit) {
     return count;
 }
 
-void attachWeights(Model &model, std::string_view blobs) {
+void attachWeights(Model& model, std::string_view blobs) {
     require(blobs.size() <= static_cast<std::size_t>(kBlobsBytesMax), "the weights are too large");
     checkDigest(model, blobs);
     std::uint64_t total = 0;
-    for (ConstantTensor &constant : model.constants) {
+    for (ConstantTensor& constant : model.constants) {
         attach(constant, blobs);
         total += constant.data.size();  // ranges may overlap: their sum is what gets merged
         require(total <= static_cast<std::uint64_t>(kBlobsBytesMax), "the tensors are too large");

@@ -46,26 +46,29 @@ float WireField::asFloat() const {
     return std::bit_cast<float>(static_cast<std::uint32_t>(scalar));
 }
 
-void WireField::appendTo(std::vector<std::int64_t> &values) const {
+void WireField::appendTo(std::vector<std::int64_t>& values) const {
     if (type != WireType::kBytes) {
         values.push_back(asInt());
         return;
     }
     WireReader packed(payload);
-    while (!packed.atEnd()) values.push_back(static_cast<std::int64_t>(packed.readVarint()));
+    while (!packed.atEnd())
+        values.push_back(static_cast<std::int64_t>(packed.readVarint()));
 }
 
-void WireField::appendTo(std::vector<float> &values) const {
+void WireField::appendTo(std::vector<float>& values) const {
     if (type != WireType::kBytes) {
         values.push_back(asFloat());
         return;
     }
     WireReader packed(payload);
-    while (!packed.atEnd()) values.push_back(std::bit_cast<float>(packed.readFixed32()));
+    while (!packed.atEnd())
+        values.push_back(std::bit_cast<float>(packed.readFixed32()));
 }
 
-bool WireReader::next(WireField &field) {
-    if (rest_.empty()) return false;
+bool WireReader::next(WireField& field) {
+    if (rest_.empty())
+        return false;
     const std::uint64_t key = readVarint();
     require(key <= std::numeric_limits<std::uint32_t>::max() && (key >> kTypeBits) != 0,
             "a field has an impossible number");
@@ -76,7 +79,7 @@ bool WireReader::next(WireField &field) {
     return true;
 }
 
-void WireReader::readValue(WireField &field) {
+void WireReader::readValue(WireField& field) {
     switch (field.type) {
         case WireType::kVarint: field.scalar = readVarint(); break;
         case WireType::kFixed64: field.scalar = fixedWidth<std::uint64_t>(take(8)); break;
@@ -90,12 +93,15 @@ std::uint64_t WireReader::readVarint() {
     for (std::size_t i = 0; i < kVarintBytesMax; ++i) {
         const auto byte = static_cast<std::uint8_t>(take(1).front());
         value |= static_cast<std::uint64_t>(byte & 0x7FU) << (7 * i);
-        if (byte < 0x80) return value;
+        if (byte < 0x80)
+            return value;
     }
     throw Refusal("a number is longer than 64 bits");
 }
 
-std::uint32_t WireReader::readFixed32() { return fixedWidth<std::uint32_t>(take(4)); }
+std::uint32_t WireReader::readFixed32() {
+    return fixedWidth<std::uint32_t>(take(4));
+}
 
 std::string_view WireReader::take(std::uint64_t bytes) {
     require(bytes <= rest_.size(), "a field runs past its message");
@@ -122,8 +128,9 @@ void WireWriter::real(std::uint32_t field, float value) {
     message_.append(bytes, sizeof bytes);
 }
 
-void WireWriter::ints(std::uint32_t field, const std::vector<std::int64_t> &values) {
-    for (const std::int64_t value : values) varint(field, static_cast<std::uint64_t>(value));
+void WireWriter::ints(std::uint32_t field, const std::vector<std::int64_t>& values) {
+    for (const std::int64_t value : values)
+        varint(field, static_cast<std::uint64_t>(value));
 }
 
 void WireWriter::key(std::uint32_t field, WireType type) {
@@ -131,7 +138,8 @@ void WireWriter::key(std::uint32_t field, WireType type) {
 }
 
 void WireWriter::rawVarint(std::uint64_t value) {
-    for (; value >= 0x80; value >>= 7) message_.push_back(static_cast<char>(value | 0x80));
+    for (; value >= 0x80; value >>= 7)
+        message_.push_back(static_cast<char>(value | 0x80));
     message_.push_back(static_cast<char>(value));
 }
 

@@ -25,8 +25,8 @@ public:
     float asFloat() const;
 
     /// A repeated field's contribution, packed or not.
-    void appendTo(std::vector<std::int64_t> &values) const;
-    void appendTo(std::vector<float> &values) const;
+    void appendTo(std::vector<std::int64_t>& values) const;
+    void appendTo(std::vector<float>& values) const;
 };
 
 /// Walks the fields of one message. The views it hands out point into the message.
@@ -35,13 +35,13 @@ public:
     explicit WireReader(std::string_view message) : rest_(message) {}
 
     /// False at the end of the message. Throws Refusal when the bytes are no message.
-    bool next(WireField &field);
+    bool next(WireField& field);
     bool atEnd() const { return rest_.empty(); }
     std::uint64_t readVarint();
     std::uint32_t readFixed32();
 
 private:
-    void readValue(WireField &field);
+    void readValue(WireField& field);
     std::string_view take(std::uint64_t bytes);
 
     std::string_view rest_;
@@ -52,8 +52,8 @@ public:
     void varint(std::uint32_t field, std::uint64_t value);
     void bytes(std::uint32_t field, std::string_view value);
     void real(std::uint32_t field, float value);
-    void ints(std::uint32_t field, const std::vector<std::int64_t> &values);
-    const std::string &message() const { return message_; }
+    void ints(std::uint32_t field, const std::vector<std::int64_t>& values);
+    const std::string& message() const { return message_; }
     std::string take() { return std::move(message_); }
 
 private:

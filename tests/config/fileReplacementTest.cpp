@@ -1,0 +1,176 @@
+#include "utils/fileReplacement.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "support/childProcess.h"
+#include "support/temporaryFolder.h"
+
+namespace brairu {
+namespace {
+
+using test::inChild;
+using test::readFile;
+using test::TemporaryFolder;
+namespace fs = std::filesystem;
+
+constexpr unsigned kNobody = 65534;
+
+struct stat statusOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    return status;
+}
+
+std::size_t filesIn(const fs::path& folder) {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+bool isRoot() {
+    return ::geteuid() == 0;
+}
+
+class FileReplacement : public testing::Test {
+protected:
+    TemporaryFolder folder_;
+};
+
+TEST_F(FileReplacement, WritesAFileThatIsNotThereYet) {
+    EXPECT_TRUE(replaceFile(folder_.file("new"), "text"));
+    EXPECT_EQ(readFile(folder_.file("new")), "text");
+}
+
+TEST_F(FileReplacement, ReplacesTheWholeContent) {
+    const std::string path = folder_.write("file", "a longer old text");
+    EXPECT_TRUE(replaceFile(path, "new"));
+    EXPECT_EQ(readFile(path), "new");
+}
+
+TEST_F(FileReplacement, WritesTextsThatAreLargerThanOnePage) {
+    const std::string path = folder_.write("file", "old");
+    const std::string text(300'000, 'x');
+    EXPECT_TRUE(replaceFile(path, text));
+    EXPECT_EQ(readFile(path), text);
+}
+
+TEST_F(FileReplacement, PutsANewFileInPlaceOfTheOldOne) {
+    const std::string path = folder_.write("file", "old");
+    std::FILE* reader = std::fopen(path.c_str(), "r");
+    ASSERT_NE(reader, nullptr);
+    const ino_t before = statusOf(path).st_ino;
+    EXPECT_TRUE(replaceFile(path, "new"));
+    EXPECT_NE(statusOf(path).st_ino, before);
+    char piece[8] = {};
+    EXPECT_EQ(std::fread(piece, 1, sizeof piece, reader), 3u);
+    EXPECT_STREQ(piece, "old") << "a reader of the old file keeps the old text";
+    std::fclose(reader);
+}
+
+TEST_F(FileReplacement, KeepsTheMode) {
+    const std::string path = folder_.write("file", "old");
+    ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
+    EXPECT_TRUE(replaceFile(path, "new"));
+    EXPECT_EQ(statusOf(path).st_mode & 07777, 0640u);
+}
+
+TEST_F(FileReplacement, KeepsTheOwner) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    const std::string path = folder_.write("file", "old");
+    ASSERT_EQ(::chown(path.c_str(), kNobody, kNobody), 0);
+    EXPECT_TRUE(replaceFile(path, "new"));
+    EXPECT_EQ(statusOf(path).st_uid, kNobody);
+    EXPECT_EQ(statusOf(path).st_gid, kNobody);
+}
+
+TEST_F(FileReplacement, LeavesNothingBeside) {
+    const std::string path = folder_.write("file", "old");
+    EXPECT_TRUE(replaceFile(path, "new"));
+    EXPECT_EQ(filesIn(folder_.path()), 1u);
+}
+
+TEST_F(FileReplacement, WritesThroughASymbolicLink) {
+    const std::string target = folder_.write("target", "old");
+    const std::string link = folder_.file("link");
+    fs::create_symlink(target, link);
+    EXPECT_TRUE(replaceFile(link, "new"));
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(readFile(target), "new");
+}
+
+TEST_F(FileReplacement, WritesThroughAHardLink) {
+    const std::string path = folder_.write("file", "old");
+    const std::string other = folder_.file("other");
+    fs::create_hard_link(path, other);
+    EXPECT_TRUE(replaceFile(path, "new"));
+    EXPECT_EQ(readFile(other), "new");
+}
+
+TEST_F(FileReplacement, WritesToADevice) {
+    EXPECT_TRUE(replaceFile("/dev/null", "text"));
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(FileReplacement, FailsForAFolderAndForAMissingFolder) {
+    EXPECT_FALSE(replaceFile(folder_.path().string(), "text"));
+    EXPECT_FALSE(replaceFile(folder_.file("missing/file"), "text"));
+    EXPECT_FALSE(replaceFile("", "text"));
+    EXPECT_EQ(filesIn(folder_.path()), 0u);
+}
+
+// The rights of an ordinary user: root writes everywhere.
+void becomeOrdinary() {
+    if (isRoot()) {
+        ASSERT_EQ(::setegid(kNobody), 0);
+        ASSERT_EQ(::seteuid(kNobody), 0);
+    }
+}
+
+TEST_F(FileReplacement, TruncatesWhereTheFolderTakesNoNewFile) {
+    const std::string path = folder_.write("file", "a longer old text");
+    ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(folder_.path().c_str(), 0555), 0);
+    const auto result = inChild([&] {
+        becomeOrdinary();
+        EXPECT_TRUE(replaceFile(path, "new"));
+    });
+    ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
+    EXPECT_EQ(result.exitStatus, 0) << result.out;
+    EXPECT_EQ(readFile(path), "new");
+}
+
+TEST_F(FileReplacement, LeavesAReadOnlyFileAlone) {
+    const std::string path = folder_.write("file", "old");
+    ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
+    ASSERT_EQ(::chmod(folder_.path().c_str(), 0777), 0);
+    const auto result = inChild([&] {
+        becomeOrdinary();
+        EXPECT_FALSE(replaceFile(path, "new"));
+    });
+    EXPECT_EQ(result.exitStatus, 0) << result.out;
+    EXPECT_EQ(readFile(path), "old");
+    EXPECT_EQ(filesIn(folder_.path()), 1u);
+}
+
+TEST_F(FileReplacement, KeepsTheOldTextWhenTheNewOneDoesNotFit) {
+    const std::string path = folder_.write("file", "old");
+    const auto result = inChild([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{1000, 1000};
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+        EXPECT_FALSE(replaceFile(path, std::string(5000, 'x')));
+    });
+    EXPECT_EQ(result.exitStatus, 0) << result.out;
+    EXPECT_EQ(readFile(path), "old");
+    EXPECT_EQ(filesIn(folder_.path()), 1u);
+}
+
+}  // namespace
+}  // namespace brairu

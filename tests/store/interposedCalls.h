@@ -1,0 +1,46 @@
+// Stands between the code under test and SQLite and the system: fails calls that do not fail by
+// themselves, with an error of SQLite's own, and keeps count.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstddef>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace brairu::test {
+
+struct Flush {
+    std::size_t length;
+    int flags;
+
+    bool operator==(const Flush&) const = default;
+};
+
+struct InterposedCalls {
+    static InterposedCalls& get();
+    // Forgets settings and records, but for the live handles.
+    static void reset();
+
+    int failingParameter = 0;     // binding this parameter fails with "column index out of range"
+    bool failBlobWrites = false;  // "SQL logic error"
+    std::function<void(sqlite3_stmt*)> beforeStep;
+    std::function<void(sqlite3*, const std::string& sql)> afterExecute;
+    sqlite3* lastOpened = nullptr;
+
+    std::vector<Flush> flushes;         // calls of msync
+    std::vector<std::string> commands;  // of system; they are run
+    std::set<sqlite3_stmt*> liveStatements;
+    int liveConnections = 0;
+    int liveBlobs = 0;
+};
+
+// Whether the statement was prepared from that text.
+bool isRunOf(const std::string& sql, sqlite3_stmt* statement);
+
+// A hook for beforeStep: interrupts each run of that statement at its n-th step, from 1.
+std::function<void(sqlite3_stmt*)> interruptAtStep(std::string sql, int n);
+
+}  // namespace brairu::test
