@@ -19,7 +19,6 @@ endif()
 # moved together.
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR})
 set(CMAKE_BUILD_RPATH "$ORIGIN")
-set(CMAKE_INSTALL_RPATH "$ORIGIN")
 
 # Results must be the same bytes on every processor: no fused multiply-add, no fast math. Files and
 # times are 64-bit on 32-bit boards too.

@@ -1,5 +1,5 @@
-# Finds the OpenCV modules that are asked for as imported targets OpenCV::<module>. Debian ships OpenCV's own
-# package file only with all of its modules; this needs just those in use.
+# Finds the OpenCV modules that are asked for as imported targets OpenCV::<module>. Debian ships
+# OpenCV's own package file only with all of its modules; this needs just those in use.
 
 find_path(OpenCV_INCLUDE_DIR opencv2/core.hpp PATH_SUFFIXES opencv4)
 set(OpenCV_required OpenCV_INCLUDE_DIR)

@@ -13,7 +13,14 @@ is_installed() {
 }
 
 as_root() {
-    if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo > /dev/null; then
+        sudo "$@"
+    else
+        echo "neither root nor sudo: run as root: apt-get install$missing" >&2
+        exit 1
+    fi
 }
 
 missing=

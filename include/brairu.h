@@ -129,8 +129,9 @@ uint32_t deinit_pva(void);
 
 /* Each call changes one value of the configuration and rewrites the configuration file at once; a
  * file that cannot be written is no error, the value then lasts until the process exits.
- * Fractions are of the frame's width or height; similarities are cosines.
- * Returns 1; 0 only where a range is named. Throws: Config. */
+ * Fractions are of the frame's width or height; similarities are cosines. Values are stored as they
+ * are, unchecked but for the detection level.
+ * Returns 1; pvaConfigSetDynamicDetectionLevel may return 0. Throws: Config. */
 
 uint32_t pvaConfigSetAuthThreshold(float similarity);
 uint32_t pvaConfigSetHandThreshold(float probability); /* 0 to 1 */
@@ -144,7 +145,7 @@ uint32_t pvaConfigSetHandSizeWidthMin(float fraction);
 uint32_t pvaConfigSetHandSizeWidthMax(float fraction);
 uint32_t pvaConfigSetHandSizeHeightMin(float fraction);
 uint32_t pvaConfigSetHandSizeHeightMax(float fraction);
-uint32_t pvaConfigSetEnhance(uint32_t value);          /* likewise */
+uint32_t pvaConfigSetEnhance(uint32_t value); /* for the host; not read by the library */
 uint32_t pvaConfigSetRegisCenterCount(uint32_t count); /* in effect from the next process on */
 uint32_t pvaConfigSetRegisMaxCount(uint32_t count);
 /* 0 (captures may repeat) to 4 (they must differ most); a larger level changes nothing and gives

@@ -12,7 +12,7 @@ namespace brairu {
 // How the palm is held and how the camera sees it.
 enum class Scenario {
     // A cooperative user above the sensor who moves the hand a little between captures: shift,
-    // turn within 15 degrees, distance within 12 %, slight tilt. Every capture is a good one.
+    // turn within 15 degrees, distance within 10 %, slight tilt. Every capture is a good one.
     enrolment,
     // The same user in a hurry: turns to 40 degrees, tilt, blur, uneven light, any background.
     hard,

@@ -96,7 +96,8 @@ bool writeBytes(const std::string& path, const cv::Mat& luma) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(luma.data),
                static_cast<std::streamsize>(luma.total()));
-    return file.good();
+    file.close();
+    return !file.fail();
 }
 
 class Album {

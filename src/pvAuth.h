@@ -28,7 +28,7 @@ HandPose& engineDetector(const char* call);
 TemplateStore& engineStore(const char* call);
 
 // Publishes the engine's objects, building each once per process, and reads the engine's own
-// settings. configPath must not be null.
+// settings. Throws std::logic_error for a null path.
 void startEngine(const char* configPath);
 
 // Withdraws the objects; they stay alive until the process exits.

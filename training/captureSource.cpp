@@ -7,12 +7,12 @@
 #include "handPose/lumaFrame.h"
 #include "handPose/placement.h"
 #include "handPose/poseDecoder.h"
-#include "handPose/qualityGate.h"
 
 namespace brairu {
 namespace {
 
 constexpr FrameSize kNetworkInput{kNetworkSide, kNetworkSide};
+// As in config/brairu.json.
 constexpr PlacementSettings kShippedPlacement{0.125f, 0.105f, 0.305f, 0.705f, 0.455f, 0.755f};
 
 using DetectorRow = std::array<std::uint8_t, kRowBytes>;
@@ -44,13 +44,6 @@ DetectorRow rowOf(const std::array<cv::Point2f, 7>& truth, cv::Size size, float 
 
 cv::Mat lumaOf(const cv::Mat& grey) {
     return featureFrame(grey).rowRange(0, grey.rows).clone();
-}
-
-CaptureQuality qualityOf(const PalmImages& images) {
-    const Brightness a = measureBrightness(images.regionA);
-    const Brightness b = measureBrightness(images.regionB);
-    return {static_cast<float>(a.mean), static_cast<float>(b.mean), static_cast<float>(a.spread),
-            static_cast<float>(b.spread), measureSharpness(images.regionA)};
 }
 
 }  // namespace
@@ -86,13 +79,12 @@ std::optional<PvaHandPose> detectedPose(const std::array<cv::Point2f, 7>& truth,
     return pose;
 }
 
-PalmSample palmSample(const cv::Mat& frame, PvaHandPose pose) {
+PalmImages palmLuma(const cv::Mat& frame, PvaHandPose pose) {
     PalmImages images;
     if (extractPalm(frame, kNetworkInput, pose, images) != PVA_PLACEMENT_GOOD) {
         throw std::logic_error("a well placed hand has no palm");
     }
-    return {{lumaOf(images.regionA), lumaOf(images.regionB), lumaOf(images.whole)},
-            qualityOf(images)};
+    return {lumaOf(images.regionA), lumaOf(images.regionB), lumaOf(images.whole)};
 }
 
 cv::Mat detectorLuma(const cv::Mat& frame) {

@@ -24,22 +24,8 @@ cv::Size cameraSize(Random& random);
 std::optional<PvaHandPose> detectedPose(const std::array<cv::Point2f, 7>& truth, cv::Size size,
                                         float error, Random& random);
 
-// Brightness and sharpness of one capture's palm regions, as the quality gate measures them.
-struct CaptureQuality {
-    float meanA;
-    float meanB;
-    float spreadA;
-    float spreadB;
-    float sharpness;
-};
-
-struct PalmSample {
-    PalmImages luma;
-    CaptureQuality quality;
-};
-
 // The three palm images exactly as the feature networks receive them.
-PalmSample palmSample(const cv::Mat& frame, PvaHandPose pose);
+PalmImages palmLuma(const cv::Mat& frame, PvaHandPose pose);
 
 // The luma plane that the detector's network receives.
 cv::Mat detectorLuma(const cv::Mat& frame);

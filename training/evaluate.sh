@@ -6,9 +6,10 @@ set -eu
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build/release}
 WORK=${WORK:-build/evaluation}
-PEOPLE=${PEOPLE:-50}
-CAPTURES=${CAPTURES:-14}
+PEOPLE=${PEOPLE:-40}
+CAPTURES=${CAPTURES:-12}
 
+cmake/installPackages.sh python3-numpy
 mkdir -p "$WORK"
 for scenario in enrolment hard; do
     echo "== $scenario captures"
@@ -16,7 +17,12 @@ for scenario in enrolment hard; do
     sed -e "s#\"database_path\": \".*\"#\"database_path\": \"$WORK/palms.db\"#" \
         -e "s#\"search_index_path\": \".*\"#\"search_index_path\": \"$WORK/palms.bin\"#" \
         config/brairu.json > "$WORK/config.json"
-    "$BUILD/brairu-collect-features" "$WORK/config.json" "$WORK/$scenario" \
-        "$PEOPLE" "$CAPTURES" 900001 $scenario 2> "$WORK/log" | grep -E '^(captures|key|code|frames|[0-9])'
+    rm -rf "${WORK:?}/$scenario"
+    "$BUILD/brairu-collect-features" "$WORK/config.json" "$WORK/$scenario" "$PEOPLE" "$CAPTURES" \
+        900001 "$scenario" > "$WORK/$scenario.txt" 2> "$WORK/log" || {
+        tail -n 5 "$WORK/log" >&2
+        exit 1
+    }
+    grep -E '^(captures|key|code|frames|[0-9])' "$WORK/$scenario.txt"
     /usr/bin/python3 training/evaluate.py "$WORK/$scenario/features.npy" --enrol 6
 done

@@ -167,7 +167,9 @@ def main():
     for suffix, content in ((".net", net), (".blobs", blobs)):
         with open(options.name + suffix, "wb") as file:
             file.write(content)
-    print(f"{options.name}: {len(net)} + {len(blobs)} bytes, output {shape}")
+    weights = sum(parameter.numel() for parameter in module.parameters())
+    print(f"{options.name}: {len(net)} + {len(blobs)} bytes, {weights / 1e6:.2f} million weights, "
+          f"output {shape}")
 
 
 if __name__ == "__main__":

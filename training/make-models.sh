@@ -13,13 +13,6 @@ PYTHON=/usr/bin/python3
 
 export OMP_WAIT_POLICY=PASSIVE GOMP_SPINCOUNT=0
 
-install_packages() {
-    $PYTHON -c 'import cv2, numpy, onnx, torch' 2>/dev/null && return
-    sudo=
-    [ "$(id -u)" = 0 ] || sudo=sudo
-    $sudo apt-get install -y python3-torch python3-onnx python3-opencv python3-numpy libopenblas0-pthread
-}
-
 # A set that was rendered whole is kept for the next run.
 render() {
     name=$1
@@ -42,8 +35,10 @@ train() {
 }
 
 train_palms() {
-    train support trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/support.npz" --images regions --seed 2
-    train feature trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/feature.npz" --images whole --seed 3
+    train support trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/support.npz" \
+        --images regions --seed 2
+    train feature trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/feature.npz" \
+        --images whole --seed 3
 }
 
 pack() {
@@ -55,20 +50,31 @@ pack() {
     done
 }
 
-install_packages
+# What still runs in the background, each job a process group, ends with the script.
+set -m
+background=
+trap '[ -z "$background" ] || kill -- "$background" 2> /dev/null || true' EXIT
+trap 'exit 130' INT TERM
+
+cmake/installPackages.sh python3-torch python3-onnx python3-opencv python3-numpy \
+    libopenblas0-pthread
 mkdir -p "$WORK" models
 
 render poses poses "$FRAMES" 1001 &
 poses=$!
+background=-$poses
 render palms palms "$PEOPLE" 10 1002 mixed
 wait $poses
+background=
 render poses-held poses 4000 77001
 render palms-held palms 200 8 77002 enrolment
 
 train_palms &
 palms=$!
+background=-$palms
 train handpose trainPose.py "$WORK/poses" "$WORK/poses-held" "$WORK/handpose.npz" --seed 1
 wait $palms
+background=
 
 pack pose handpose
 pack palm support

@@ -18,8 +18,7 @@ constexpr const char* kUsage =
     "poses: frames for the hand-pose network; images.npy (COUNT,128,128) and labels.npy\n"
     "  (COUNT,15): 1 or 0 for a hand, then x and y of the key points in network pixels.\n"
     "palms: both palms of PEOPLE for the feature networks; images.npy\n"
-    "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop; quality.npy\n"
-    "  (palms,CAPTURES,5): means of A and B, spreads of A and B, sharpness of A.\n";
+    "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop.\n";
 
 enum Stream : std::uint64_t { kPoseStream = 21, kPalmStream = 22 };
 
@@ -122,8 +121,7 @@ public:
           mix_(mix),
           random_{seed, kPalmStream},
           images_(folder / "images.npy", "|u1",
-                  {2 * people, captures, 3, kNetworkSide, kNetworkSide}),
-          quality_(folder / "quality.npy", "<f4", {2 * people, captures, 5}) {}
+                  {2 * people, captures, 3, kNetworkSide, kNetworkSide}) {}
 
     void write() {
         for (int person = 0; person < people_; ++person) {
@@ -135,7 +133,6 @@ public:
             }
         }
         images_.close();
-        quality_.close();
     }
 
 private:
@@ -160,18 +157,17 @@ private:
             const auto pose = detectedPose(keyPointsIn(palm, conditions, size), size,
                                            random_.uniform(0.004f, 0.020f), random_);
             if (pose) {
-                append(palmSample(render(palm, conditions, size).luma, *pose));
+                append(palmLuma(render(palm, conditions, size).luma, *pose));
                 return;
             }
         }
         throw std::runtime_error("no capture is well placed");
     }
 
-    void append(const PalmSample& sample) {
-        for (const cv::Mat& image : {sample.luma.regionA, sample.luma.regionB, sample.luma.whole}) {
+    void append(const PalmImages& luma) {
+        for (const cv::Mat& image : {luma.regionA, luma.regionB, luma.whole}) {
             images_.append(image.data, image.total());
         }
-        quality_.append(&sample.quality, sizeof sample.quality);
     }
 
     int people_;
@@ -180,7 +176,6 @@ private:
     std::string mix_;
     Random random_;
     NpyFile images_;
-    NpyFile quality_;
 };
 
 void run(int count, char** arguments) {

@@ -13,7 +13,7 @@
 namespace brairu {
 namespace {
 
-// What fault lines of these networks name.
+// What fault lines of these networks name: the engine's file, which hosts match on.
 constexpr char kSourceFile[] = "src/pvAuth.cpp";
 constexpr FrameSize kFrame{128, 128};
 constexpr int kFeatureNetwork = 0;

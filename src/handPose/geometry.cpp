@@ -64,6 +64,7 @@ Line fitLine(std::span<const cv::Point> points) {
 
 float fitDirectedLineFrom7Points(const std::vector<cv::Point>& keyPoints, int orientation) {
     requireSevenPoints(keyPoints.size());
+    // A part of the sequence, though the direction does not depend on it.
     [[maybe_unused]] const Line fingerBases = fitLine(std::span(keyPoints).subspan(2, 4));
     const cv::Point reference = referenceVector(keyPoints, orientation);
     const float length = lengthOf(reference);

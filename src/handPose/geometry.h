@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "brairu.h"
-#include "utils/frameSize.h"
 
 namespace brairu {
 

@@ -7,7 +7,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "handPose/geometry.h"
+#include "utils/frameSize.h"
 
 namespace brairu {
 

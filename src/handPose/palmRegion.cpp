@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
+#include "handPose/geometry.h"
 #include "utils/convert.h"
 
 namespace brairu {

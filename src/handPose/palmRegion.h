@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "brairu.h"
-#include "handPose/geometry.h"
+#include "utils/frameSize.h"
 
 namespace brairu {
 

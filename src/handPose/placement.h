@@ -5,7 +5,7 @@
 
 #include "brairu.h"
 #include "config/configStore.h"
-#include "handPose/geometry.h"
+#include "utils/frameSize.h"
 
 namespace brairu {
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "handPose/geometry.h"
 #include "utils/convert.h"
 
 namespace brairu {

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "brairu.h"
-#include "handPose/geometry.h"
+#include "utils/frameSize.h"
 
 namespace brairu {
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint32_t kHighestDetectionLevel = 4;
 
-// The networks keep the document that they were built from: no setting concerns them.
+// The networks read their settings once, when they are built: no setter concerns them.
 void refreshCopies(const char* call) {
     const brairu::ConfigDocument& document = brairu::engineConfig(call).document();
     brairu::engineDetector(call).refreshConfig(document);

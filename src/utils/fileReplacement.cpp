@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
@@ -106,7 +105,9 @@ bool Sibling::takePlaceOf(const std::string& path) {
 }
 
 // True as well for what has no disk, such as a device.
-bool reachesDisk(int fd) { return ::fsync(fd) == 0 || errno == EINVAL; }
+bool reachesDisk(int fd) {
+    return ::fsync(fd) == 0 || errno == EINVAL;
+}
 
 bool truncateAndWrite(const std::string& path, const std::string& text) {
     const FileDescriptor fd(

@@ -8,9 +8,8 @@
  *   host CONFIG WIDTH HEIGHT exists|delete USER PALM
  *   host CONFIG WIDTH HEIGHT count|wipe
  *
- * A frame is a file of WIDTH x HEIGHT bytes. What came of it goes to the file named by RESULT in
- * the
- * environment, a line a step.
+ * A frame is a file of WIDTH x HEIGHT bytes. What came of it goes, a line a step, to the file named
+ * by RESULT in the environment.
  */
 #include <stdio.h>
 #include <stdlib.h>

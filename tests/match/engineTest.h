@@ -11,6 +11,7 @@
 #include "config/configStore.h"
 #include "pvAuth.h"
 #include "storeTest.h"
+#include "support/thrownBy.h"
 
 namespace brairu::test {
 
@@ -41,16 +42,5 @@ private:
 
 // Whether another thread can take the API lock.
 bool apiLockIsFree();
-
-// What a call throws as a std::exception, or "nothing".
-template <class Exception, class Action>
-std::string thrownBy(Action action) {
-    try {
-        action();
-    } catch (const Exception& fault) {
-        return fault.what();
-    }
-    return "nothing";
-}
 
 }  // namespace brairu::test

@@ -9,6 +9,7 @@
 #include "pvAuth.h"
 #include "support/engineFolder.h"
 #include "support/scriptedNpu.h"
+#include "support/thrownBy.h"
 
 namespace brairu::test {
 
@@ -33,16 +34,5 @@ private:
     std::unique_ptr<HandPose> detector_;
     std::optional<TemplateStore> store_;
 };
-
-// The text of the exception that an action is expected to throw.
-template <class Exception, class Action>
-std::string thrownBy(Action action) {
-    try {
-        action();
-    } catch (const Exception& fault) {
-        return fault.what();
-    }
-    return "nothing was thrown";
-}
 
 }  // namespace brairu::test

@@ -35,6 +35,16 @@ protected:
         ASSERT_TRUE(store().insertPalm(keyOf(1, 2), templateOf(2)));
         takeLog();
     }
+
+    // A cache of one centre a palm in which the wider flag area of three centres covers as many
+    // ones as two palms make slots.
+    void writeCacheThatMisleadsThreeCentres() {
+        std::string file(5130000, '\0');
+        for (const std::size_t place : {0u, 1u, 10020u, 10369u, 10645u, 10994u}) {
+            file[place] = 1;
+        }
+        folder_.write("palms.bin", file);
+    }
 };
 
 // ---- Construction
@@ -230,12 +240,7 @@ TEST_F(StartupPassTest, MoreCentresRepeatTheFirstTemplate) {
 TEST_F(StartupPassTest, FlagsOfAnotherLayoutAreNotTrustedEvenIfTheirNumberIsRight) {
     startWithPalms();
     store_.reset();
-    // Two palms of three centres make six slots: as many ones as the wider flag area now covers.
-    std::string file(5130000, '\0');
-    for (const std::size_t place : {0u, 1u, 10020u, 10369u, 10645u, 10994u}) {
-        file[place] = 1;
-    }
-    folder_.write("palms.bin", file);
+    writeCacheThatMisleadsThreeCentres();
     construct(3);
     EXPECT_EQ(store().featureCount(), 0);
     run();
@@ -248,11 +253,7 @@ TEST_F(StartupPassTest, FlagsOfAnotherLayoutAreNotTrustedEvenIfTheirNumberIsRigh
 TEST_F(StartupPassTest, FlagsOfAnotherLayoutAreNotTrustedByTheStartAfterOneThatWasCutShort) {
     startWithPalms();
     store_.reset();
-    std::string file(5130000, '\0');
-    for (const std::size_t place : {0u, 1u, 10020u, 10369u, 10645u, 10994u}) {
-        file[place] = 1;
-    }
-    folder_.write("palms.bin", file);
+    writeCacheThatMisleadsThreeCentres();
     construct(3);
     store_.reset();
     construct(3);

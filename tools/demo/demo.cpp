@@ -12,7 +12,9 @@
 
 namespace {
 
-constexpr char kUsage[] = "usage: brairu-demo CONFIG FOLDER\n";
+constexpr char kUsage[] =
+    "usage: brairu-demo CONFIG FOLDER\n"
+    "FOLDER is emptied; it must be new, or that of an earlier demonstration.\n";
 
 // The child's side: one phase, in a process of its own.
 int runInChild(const std::string& phase, const demo::DemoFiles& files) {

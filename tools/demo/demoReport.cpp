@@ -4,6 +4,8 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "engineProcess.h"
+
 namespace demo {
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(StepReport, name, genuine, attempts, captures, hits, misses,
@@ -78,7 +80,7 @@ void DemoReport::append(const DemoReport& other) {
 }
 
 void writeReport(const DemoReport& report, const std::string& path) {
-    std::ofstream(path) << nlohmann::json(report).dump(4) << '\n';
+    writeText(path, nlohmann::json(report).dump(4) + '\n');
 }
 
 DemoReport readReport(const std::string& path) {

@@ -111,9 +111,9 @@ public:
             int number = kVerificationCaptures;
             const Capture probe = station_.usableCapture(palms[i].identity, number, same);
             count(same, probe.usable && verifies(probe, palms[i].key));
-            const bool accepted =
-                probe.usable && verifies(probe, palms[(i + 1) % palms.size()].key);
-            countImpostor(other, accepted);
+            if (probe.usable) {
+                countImpostor(other, verifies(probe, palms[(i + 1) % palms.size()].key));
+            }
         }
         say(same.name);
         report_.steps.push_back(same);
@@ -128,8 +128,11 @@ public:
             int number = firstCapture;
             for (int attempt = 0; attempt < attempts; ++attempt) {
                 const Capture probe = station_.usableCapture(palm.identity, number, step);
+                if (!probe.usable) {
+                    continue;
+                }
                 PvaAuthResult result{};
-                const bool accepted = probe.usable && identifies(probe, result);
+                const bool accepted = identifies(probe, result);
                 countImpostor(step, accepted);
                 if (attempt == 0) {
                     tile(probe, accepted ? "ACCEPTED" : "turned away", !accepted);

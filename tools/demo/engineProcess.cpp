@@ -22,15 +22,34 @@ Document readDocument(const std::string& path) {
     return Document::parse(file);
 }
 
+// Only what an earlier run left may be emptied.
+void requireOwnFolder(const DemoFiles& files) {
+    const bool used =
+        std::filesystem::exists(files.folder) && !std::filesystem::is_empty(files.folder);
+    if (used && !std::filesystem::exists(files.engineLog())) {
+        throw std::runtime_error(files.folder +
+                                 " holds other things than an earlier demonstration");
+    }
+}
+
 }  // namespace
 
+void writeText(const std::string& path, const std::string& text) {
+    std::ofstream file(path);
+    file << text << std::flush;
+    if (!file) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
 void prepareFolder(const DemoFiles& files, const std::string& shippedConfig) {
+    Document document = readDocument(shippedConfig);
+    requireOwnFolder(files);
     std::filesystem::remove_all(files.folder);
     std::filesystem::create_directories(files.folder + "/tiles");
-    Document document = readDocument(shippedConfig);
     document["database"]["database_path"] = files.folder + "/palms.db";
     document["database"]["search_index_path"] = files.folder + "/palms.bin";
-    std::ofstream(files.config()) << document.dump(4);
+    writeText(files.config(), document.dump(4));
 }
 
 int runPhase(const std::string& program, const std::string& phase, const DemoFiles& files) {

@@ -19,7 +19,11 @@ struct DemoFiles {
     std::string sheet() const { return folder + "/sheet.png"; }
 };
 
-// Empties the folder and writes the shipped configuration to it, with a store of its own.
+// Throws std::runtime_error if the file cannot be written.
+void writeText(const std::string& path, const std::string& text);
+
+// Empties the folder and writes the shipped configuration to it, with a store of its own. Throws
+// std::runtime_error for a folder with anything else in it than an earlier run left.
 void prepareFolder(const DemoFiles& files, const std::string& shippedConfig);
 
 // Runs this program again for one phase. The exit status; -1 if it did not exit.

@@ -62,7 +62,7 @@ int pack(const std::string& modelPath, const std::string& containerPath) {
 
 int unpack(const std::string& containerPath, const std::string& modelPath) {
     brairu::ModelBuffer model;
-    if (!brairu::readModelFile(containerPath, model)) {
+    if (!brairu::readModelFile(containerPath, model) || !model.data) {
         return fail(containerPath + " is no model container");
     }
     const std::string text(reinterpret_cast<const char*>(model.data.get()), model.size);
