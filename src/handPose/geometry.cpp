@@ -50,7 +50,7 @@ float turnOf(std::span<const cv::Point> points) {
 
 Line fitLine(std::span<const cv::Point> points) {
     const auto rows = static_cast<Eigen::Index>(points.size());
-    Eigen::MatrixX2f system(rows, 2);
+    Eigen::MatrixXf system(rows, 2);
     Eigen::VectorXf values(rows);
     for (Eigen::Index row = 0; row < rows; ++row) {
         const cv::Point2f point = points[static_cast<std::size_t>(row)];

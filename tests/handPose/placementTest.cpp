@@ -208,8 +208,9 @@ TEST(PlacementSettingsTest, AreReadFromTheDocument) {
 }
 
 TEST(PlacementSettingsTest, EachIsNeeded) {
-    for (const auto& [key, value] : someDocument()["handpose"].items()) {
-        ConfigDocument document = someDocument();
+    const ConfigDocument whole = someDocument();
+    for (const auto& [key, value] : whole["handpose"].items()) {
+        ConfigDocument document = whole;
         document["handpose"].erase(key);
         EXPECT_THROW(readPlacementSettings(document), nlohmann::json::type_error) << key;
     }

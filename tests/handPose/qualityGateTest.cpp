@@ -269,8 +269,9 @@ TEST(QualitySettingsTest, AreReadFromTheDocument) {
 }
 
 TEST(QualitySettingsTest, EachIsNeeded) {
-    for (const auto& [key, value] : someDocument()["handpose"].items()) {
-        ConfigDocument document = someDocument();
+    const ConfigDocument whole = someDocument();
+    for (const auto& [key, value] : whole["handpose"].items()) {
+        ConfigDocument document = whole;
         document["handpose"].erase(key);
         EXPECT_THROW(readQualitySettings(document), nlohmann::json::type_error) << key;
     }

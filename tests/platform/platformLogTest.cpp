@@ -72,11 +72,19 @@ TEST_F(PlatformLog, WritesPriorityTagAndMessage) {
     EXPECT_EQ(written, 18);
 }
 
-TEST_F(PlatformLog, EndsEveryMessageInOneNewline) {
-    for (const char* ending : {"", "\n", "\r\n", "\r", "\r\n\r\n"}) {
+TEST_F(PlatformLog, KeepsTheLineEndOfAMessage) {
+    for (const std::string ending : {"\n", "\r\n", "\r\n\r\n"}) {
         StandardErrorPipe err;
-        __android_log_print(6, "pva", "text%s", ending);
-        EXPECT_EQ(err.take(), "E/pva: text\n");
+        __android_log_print(6, "pva", "text%s", ending.c_str());
+        EXPECT_EQ(err.take(), "E/pva: text" + ending);
+    }
+}
+
+TEST_F(PlatformLog, EndsTheLineOfAMessageWithoutLineEnd) {
+    for (const std::string ending : {"", "\r"}) {
+        StandardErrorPipe err;
+        __android_log_print(6, "pva", "text%s", ending.c_str());
+        EXPECT_EQ(err.take(), "E/pva: text" + ending + "\n");
     }
 }
 
@@ -139,7 +147,7 @@ TEST_F(PlatformLog, CutsLongTags) {
 TEST_F(PlatformLog, KeepsUtf8Texts) {
     StandardErrorPipe err;
     __android_log_print(6, "database", "数据库\r\n");
-    EXPECT_EQ(err.take(), "E/database: 数据库\n");
+    EXPECT_EQ(err.take(), "E/database: 数据库\r\n");
 }
 
 TEST_F(PlatformLog, FiltersByNumber) {

@@ -63,11 +63,10 @@ public:
         size_ += wanted < room() ? wanted : room();
     }
 
-    /// Ends the text with exactly one newline, whatever line ends it had.
+    /// Ends the line, unless the message did; its own line end stays as it is.
     void finish() {
-        while (size_ > 0 && (bytes_[size_ - 1] == '\n' || bytes_[size_ - 1] == '\r'))
-            --size_;
-        bytes_[size_++] = '\n';
+        if (size_ == 0 || bytes_[size_ - 1] != '\n')
+            bytes_[size_++] = '\n';
     }
 
     std::string_view text() const { return {bytes_.data(), size_}; }
