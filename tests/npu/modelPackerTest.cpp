@@ -21,7 +21,7 @@ protected:
     // Runs the packer; its exit status. What it says goes to the file "said".
     int run(const std::string& arguments) const {
         const std::string command =
-            std::string(MODEL_PACKER) + " " + arguments + " >" + file("said") + " 2>&1";
+            std::string("\"" MODEL_PACKER "\" ") + arguments + " >" + file("said") + " 2>&1";
         const int status = std::system(command.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }

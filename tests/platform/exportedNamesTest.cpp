@@ -24,7 +24,8 @@ std::string outputOf(const std::string& command) {
 }
 
 Names exportsOf(const std::string& library) {
-    std::istringstream lines(outputOf(BRAIRU_NM " -D --defined-only --format=posix " + library));
+    std::istringstream lines(
+        outputOf(BRAIRU_NM " -D --defined-only --format=posix \"" + library + "\""));
     Names names;
     for (std::string line; std::getline(lines, line);)
         names.insert(line.substr(0, line.find(' ')));
