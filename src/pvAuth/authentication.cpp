@@ -2,8 +2,8 @@
 #include "match/authentication.h"
 
 #include "brairu.h"
-#include "platformLog.h"
 #include "pvAuth.h"
+#include "pvAuth/nullPointer.h"
 
 namespace brairu {
 namespace {
@@ -16,11 +16,6 @@ AuthHistory& authHistory() {
     return history;
 }
 
-int logNullPointer(const char* call) {
-    __android_log_print(ANDROID_LOG_ERROR, "pva", "%s: null pointer\r\n", call);
-    return 0;
-}
-
 }  // namespace
 }  // namespace brairu
 
@@ -30,7 +25,7 @@ int pvaGetAuthRes(const std::uint8_t* feature, PvaAuthResult* result) {
     TemplateStore& store = engineStore(__func__);
     ConfigDocument& document = engineConfig(__func__).document();
     if (feature == nullptr || result == nullptr) {
-        return logNullPointer(__func__);
+        return refuseNullPointer(__func__);
     }
     const CaptureBlocks probe = splitFeature(feature, readInt(document, "feature", "feature_len"));
     return identify(store, authHistory(), engine().securityLevel, probe, *result);
@@ -41,7 +36,7 @@ int pvaGet1to1AuthRes(const std::uint8_t* probe, const std::uint8_t* reference,
     using namespace brairu;
     TemplateStore& store = engineStore(__func__);
     if (probe == nullptr || reference == nullptr || result == nullptr) {
-        return logNullPointer(__func__);
+        return refuseNullPointer(__func__);
     }
     const BlockSimilarities similarities = compareCaptures(probe, reference);
     result->similarity = reportedSimilarity(similarities);

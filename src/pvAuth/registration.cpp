@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "brairu.h"
-#include "platformLog.h"
 #include "pvAuth.h"
+#include "pvAuth/nullPointer.h"
 
 namespace brairu {
 namespace {
@@ -47,18 +47,16 @@ std::int32_t commit(TemplateStore& store, const PvaUserKey& key, bool checkDupli
     return statusOf(outcome);
 }
 
-int configuredMaxCount(const char* call) {
-    return readInt(engineConfig(call).document(), "database", "regis_max_count");
+int configuredMaxCount(ConfigDocument& document) {
+    return readInt(document, "database", "regis_max_count");
 }
 
 // Buffers one capture, or refuses it; the last one commits.
-void registerCapture(const char* call, const PvaUserKey& key, const std::uint8_t* feature,
-                     bool checkDuplicate, PvaRegisterResult& result) {
-    TemplateStore& store = engineStore(call);
+void registerCapture(TemplateStore& store, ConfigDocument& document, const PvaUserKey& key,
+                     const std::uint8_t* feature, bool checkDuplicate, PvaRegisterResult& result) {
     RegisterBuffer& buffer = registerBuffer();
-    const int maxCount = configuredMaxCount(call);
-    CaptureBlocks capture =
-        splitFeature(feature, readInt(engineConfig(call).document(), "feature", "feature_len"));
+    const int maxCount = configuredMaxCount(document);
+    CaptureBlocks capture = splitFeature(feature, readInt(document, "feature", "feature_len"));
     result.status = PVA_REGISTER_MORE;
     if (repeatsFirstHalf(buffer, capture[0], maxCount, engine().detectionLevel)) {
         return;
@@ -76,15 +74,16 @@ void registerCapture(const char* call, const PvaUserKey& key, const std::uint8_t
 
 int pvaRegister(const PvaUserKey* key, const std::uint8_t* feature, int checkDuplicate,
                 PvaRegisterResult* result) {
-    brairu::engineConfig(__func__);
+    using namespace brairu;
+    TemplateStore& store = engineStore(__func__);
+    ConfigDocument& document = engineConfig(__func__).document();
     if (key == nullptr || feature == nullptr || result == nullptr) {
-        __android_log_print(ANDROID_LOG_ERROR, "pva", "pvaRegister: null pointer\r\n");
-        return 0;
+        return refuseNullPointer(__func__);
     }
     if (result->count == 0) {
-        brairu::registerBuffer().clear();
+        registerBuffer().clear();
     }
-    brairu::registerCapture(__func__, *key, feature, checkDuplicate != 0, *result);
+    registerCapture(store, document, *key, feature, checkDuplicate != 0, *result);
     return 1;
 }
 
@@ -93,7 +92,7 @@ int pvaGetRegisterBufferSize(void) {
 }
 
 int pvaGetRegisterBufferCapacity(void) {
-    return brairu::configuredMaxCount(__func__);
+    return brairu::configuredMaxCount(brairu::engineConfig(__func__).document());
 }
 
 int pvaClearRegisterBuffer(void) {
