@@ -56,3 +56,19 @@ def half_precision():
 def set_rate(optimiser, rate):
     for group in optimiser.param_groups:
         group["lr"] = rate
+
+
+def add_options(parser):
+    """The command line that every training shares."""
+    parser.add_argument("--minutes", type=float, default=30.0)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--rate", type=float, default=2e-3)
+    parser.add_argument("--start")
+
+
+def descend(net, optimiser, loss):
+    """One step down the gradient of loss, of bounded length."""
+    optimiser.zero_grad()
+    loss.backward()
+    torch.nn.utils.clip_grad_norm_(net.parameters(), 5.0)
+    optimiser.step()

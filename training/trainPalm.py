@@ -103,10 +103,7 @@ def main():
     parser.add_argument("validation")
     parser.add_argument("weights")
     parser.add_argument("--images", choices=sorted(VIEWS), required=True)
-    parser.add_argument("--minutes", type=float, default=30.0)
-    parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--rate", type=float, default=2e-3)
-    parser.add_argument("--start")
+    schedule.add_options(parser)
     options = parser.parse_args()
 
     schedule.prepare(options.seed)
@@ -127,10 +124,7 @@ def main():
         with schedule.half_precision():
             vectors = net(frames.to(memory_format=torch.channels_last))
         loss, own = loss_of(vectors, owners, MARGIN * min(1.0, run.progress() / 0.3))
-        optimiser.zero_grad()
-        loss.backward()
-        torch.nn.utils.clip_grad_norm_(net.parameters(), 5.0)
-        optimiser.step()
+        schedule.descend(net, optimiser, loss)
         step += 1
         loss_mean = 0.98 * loss_mean + 0.02 * loss.item()
         own_mean = 0.98 * own_mean + 0.02 * own.item()

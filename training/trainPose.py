@@ -125,10 +125,7 @@ def main():
     parser.add_argument("frames")
     parser.add_argument("validation")
     parser.add_argument("weights")
-    parser.add_argument("--minutes", type=float, default=30.0)
-    parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--rate", type=float, default=2e-3)
-    parser.add_argument("--start")
+    schedule.add_options(parser)
     options = parser.parse_args()
 
     schedule.prepare(options.seed)
@@ -148,10 +145,7 @@ def main():
         schedule.set_rate(optimiser, run.rate())
         frames, points, hands = batch_of(images, labels, rng)
         loss, s, p = loss_of(net, frames.to(memory_format=torch.channels_last), points, hands)
-        optimiser.zero_grad()
-        loss.backward()
-        torch.nn.utils.clip_grad_norm_(net.parameters(), 5.0)
-        optimiser.step()
+        schedule.descend(net, optimiser, loss)
         step += 1
         score, point = 0.98 * score + 0.02 * s, 0.98 * point + 0.02 * p
         if run.due("reported", 20.0):
