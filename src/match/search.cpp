@@ -7,38 +7,6 @@ namespace {
 
 constexpr int kMostHits = 25;
 
-// Best first; of equals, the lower slot.
-bool ranksBefore(const SearchHit& a, const SearchHit& b) {
-    return a.similarity != b.similarity ? a.similarity > b.similarity : a.slot < b.slot;
-}
-
-// The best k hits seen so far, as a heap with the worst on top.
-class BestHits {
-public:
-    explicit BestHits(std::size_t k) : k_(k) { hits_.reserve(k); }
-
-    void offer(SearchHit hit) {
-        if (hits_.size() == k_) {
-            if (!(hit.similarity > hits_.front().similarity)) {
-                return;
-            }
-            std::pop_heap(hits_.begin(), hits_.end(), ranksBefore);
-            hits_.pop_back();
-        }
-        hits_.push_back(hit);
-        std::push_heap(hits_.begin(), hits_.end(), ranksBefore);
-    }
-
-    std::vector<SearchHit> ranked() && {
-        std::sort_heap(hits_.begin(), hits_.end(), ranksBefore);
-        return std::move(hits_);
-    }
-
-private:
-    std::size_t k_;
-    std::vector<SearchHit> hits_;
-};
-
 // The searched length of a block, whatever the configured one is.
 std::span<const std::int8_t> searchedBytes(const FeatureBlock& block) {
     const std::span<const std::int8_t> bytes = bytesOf(block);
@@ -75,22 +43,6 @@ bool agrees(const ProbeBlocks& probe, const StoredBlocks& stored, MatchThreshold
 }
 
 }  // namespace
-
-std::vector<SearchHit> searchTopK(const FeatureCacheFile& cache, std::span<const std::int8_t> probe,
-                                  int k) {
-    if (!cache.isMapped() || k < 1) {
-        return {};
-    }
-    BestHits best(static_cast<std::size_t>(k));
-    const std::size_t length = std::min<std::size_t>(cache.recordSize(), probe.size());
-    for (std::uint32_t slot = 0; slot < cache.capacity(); ++slot) {
-        if (cache.flags()[slot] == FeatureCacheFile::kOccupied) {
-            best.offer({static_cast<std::int32_t>(slot),
-                        indexSimilarity(probe.data(), cache.record(slot), length)});
-        }
-    }
-    return std::move(best).ranked();
-}
 
 bool matchProbe(TemplateStore& store, const ProbeBlocks& probe, PvaAuthResult& result,
                 int& templateIndex) {

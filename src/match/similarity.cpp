@@ -39,18 +39,7 @@ float cosineSimilarity(const FeatureBlock& a, const FeatureBlock& b) {
     return 1.0f - cosineDistance(a, b);
 }
 
-float indexSimilarity(const std::int8_t* probe, const std::int8_t* stored, std::size_t length) {
-    if (length == 0) {
-        return 1.0f;
-    }
-    std::int32_t pp = 0;
-    std::int32_t ss = 0;
-    std::int32_t ps = 0;
-    for (std::size_t i = 0; i < length; ++i) {
-        pp += probe[i] * probe[i];
-        ss += stored[i] * stored[i];
-        ps += probe[i] * stored[i];
-    }
+float similarityOfSums(std::int32_t pp, std::int32_t ss, std::int32_t ps) {
     if (pp == 0 && ss == 0) {
         return 1.0f;
     }
@@ -59,6 +48,18 @@ float indexSimilarity(const std::int8_t* probe, const std::int8_t* stored, std::
     }
     const double distance = 1.0 - ps * (1.0 / std::sqrt(pp)) * (1.0 / std::sqrt(ss));
     return distance > 0.0 ? 1.0f - static_cast<float>(distance) : 1.0f;
+}
+
+float indexSimilarity(const std::int8_t* probe, const std::int8_t* stored, std::size_t length) {
+    std::int32_t pp = 0;
+    std::int32_t ss = 0;
+    std::int32_t ps = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        pp += probe[i] * probe[i];
+        ss += stored[i] * stored[i];
+        ps += probe[i] * stored[i];
+    }
+    return similarityOfSums(pp, ss, ps);
 }
 
 FeatureBlock meanFeature(std::span<const FeatureBlock> blocks) {

@@ -27,6 +27,10 @@ float cosineSimilarity(const FeatureBlock& a, const FeatureBlock& b);
 // identical, one all-zero block as unrelated.
 float indexSimilarity(const std::int8_t* probe, const std::int8_t* stored, std::size_t length);
 
+// That cosine of the sums of squares of the probe and of the stored block, and the sum of their
+// products.
+float similarityOfSums(std::int32_t pp, std::int32_t ss, std::int32_t ps);
+
 // Element-wise mean, cut towards zero. Throws std::invalid_argument for an empty list or blocks of
 // different lengths.
 FeatureBlock meanFeature(std::span<const FeatureBlock> blocks);
