@@ -24,11 +24,30 @@ set(CMAKE_BUILD_RPATH "$ORIGIN")
 # times are 64-bit on 32-bit boards too.
 add_compile_options(-ffp-contract=off -fno-fast-math)
 add_compile_definitions(_FILE_OFFSET_BITS=64)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Else a file stamped later than January 2038, by a clock that was never set, has no status.
+    add_compile_definitions(_TIME_BITS=64)
+endif()
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i.86|x86)$")
     add_compile_options(-msse2 -mfpmath=sse)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>
+                        $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety-beta>)
+endif()
+
+# A build for a sanitizer: "address,undefined" or "thread". What it finds ends the program.
+set(BRAIRU_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
+if(BRAIRU_SANITIZE)
+    set(BRAIRU_SANITIZER_FLAGS -fsanitize=${BRAIRU_SANITIZE})
+    add_compile_options(${BRAIRU_SANITIZER_FLAGS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(${BRAIRU_SANITIZER_FLAGS})
+    add_compile_definitions(_GLIBCXX_ASSERTIONS)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # Instrumented, g++ takes the insides of std::regex for uninitialised. The release build keeps
+        # the warning.
+        add_compile_options(-Wno-maybe-uninitialized)
+    endif()
 endif()

@@ -16,8 +16,23 @@
  *     outlive them runs the engine in a process of its own.
  *  5. Memory. The caller owns every buffer and record that it passes; nothing is kept after the
  *     call returns. Strings and records are only read where the type says const.
- *  6. Threads. One thread at a time, but for the calls marked "locked": these share one lock and
- *     may come from any thread, beside each other. A registration commit takes the same lock.
+ *  6. Threads. The library starts none. Every call belongs to one of these groups; those of a group
+ *     of "many" may come from any number of threads at once, those of a group of "one" from any
+ *     thread, but one call of the group at a time:
+ *
+ *       group     threads  calls
+ *       locked    many     pvaDataBase..., pvaGetAuthRes
+ *       compare   many     pvaGet1to1AuthRes
+ *       enrol     one      pvaRegister, pvaGetRegisterBufferSize, pvaGetRegisterBufferCapacity,
+ *                          pvaClearRegisterBuffer
+ *       capture   one      pvaGetHandPose, pvaGetHandPoseVeinAndPrints, pvaGetFeat
+ *       alone     one      init_pva, deinit_pva, pvaConfigSet...
+ *
+ *     Calls of different groups may run beside each other, except those of the group "alone": no
+ *     call of any group may run beside them. The locked calls wait for each other on one lock,
+ *     which pvaRegister takes as well while it commits, and which a call that throws releases.
+ *     Enrolments share one buffer: the captures of two must not mix. All this supposes that no key
+ *     is missing from the configuration, since a call that looks for one puts it in as null.
  *  7. Features. The features of one capture are three blocks of 512 signed bytes, end to end: 1536
  *     bytes. The length of a block is also in the configuration ("feature_len"); 512 is the only
  *     one that is supported, and with a larger one the calls that take features would read as much
@@ -122,7 +137,7 @@ typedef struct PvaAuthResult {
 uint32_t init_pva(const char *configPath);
 
 /* Withdraws the engine; networks, store and connection stay until the process exits, ready for the
- * next init_pva. May be called at any time. Returns 1. */
+ * next init_pva. Needs no engine. Returns 1. */
 uint32_t deinit_pva(void);
 
 /* ---- Settings ------------------------------------------------------------------------------ */

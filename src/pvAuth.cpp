@@ -63,6 +63,14 @@ TemplateStore& engineStore(const char* call) {
     return published(engine().store, call);
 }
 
+void requireEngineStore(const char* call) {
+    published(engine().store, call);
+}
+
+ConfigDocument& engineStoreConfig(const char* call) {
+    return published(engine().store, call).config();
+}
+
 void startEngine(const char* configPath) {
     EngineContext& context = engine();
     context.config = &configStore();
@@ -71,8 +79,9 @@ void startEngine(const char* configPath) {
     context.config->load(std::string(configPath));
     ConfigDocument& document = context.config->document();
     context.detector = &handPose(document);
-    context.store = &templateStore(document);
-    context.store->runStartupPass();
+    TemplateStore& store = templateStore(document);
+    context.store = &store;
+    store.runStartupPass();
     context.securityLevel = readInt(document, "feature", "security_level");
     context.detectionLevel = configuredDetectionLevel(*context.config);
     // The label names another setting than the value; hosts match on this text.

@@ -8,6 +8,7 @@
 
 #include "utils/convert.h"
 #include "utils/fileReplacement.h"
+#include "utils/pipe.h"
 
 namespace brairu {
 namespace {
@@ -53,11 +54,28 @@ void parseInto(ConfigDocument& document, const std::string& text) {
     [[maybe_unused]] const ConfigDocument whole = ConfigDocument::parse(text);
 }
 
+// document[name]. Without memory, the JSON library's own way from null to an object leaves a value
+// that ends the process when it is touched.
+ConfigDocument& member(ConfigDocument& document, const std::string& name) {
+    if (document.is_null()) {
+        document = ConfigDocument::object();
+    }
+    return document[name];
+}
+
+ConfigDocument& member(ConfigDocument& document, const std::string& section,
+                       const std::string& key) {
+    return member(member(document, section), key);
+}
+
 }  // namespace
 
 bool ConfigStore::load(const std::string& path) {
     path_ = path;
-    std::ifstream file(path);
+    std::ifstream file;
+    if (!isPipe(path)) {
+        file.open(path);
+    }
     if (!file.is_open()) {
         std::printf("Failed to open config file: %s\n", path.c_str());
         return false;
@@ -84,15 +102,15 @@ bool ConfigStore::has(const std::string& section, const std::string& key) const 
 
 void ConfigStore::set(const std::string& section, const std::string& key, ConfigDocument value) {
     if (key.empty()) {
-        document_[section] = std::move(value);
+        member(document_, section) = std::move(value);
     } else {
-        document_[section][key] = std::move(value);
+        member(document_, section, key) = std::move(value);
     }
     save();
 }
 
 int readInt(ConfigDocument& document, const char* section, const char* key) {
-    const ConfigDocument& value = document[section][key];
+    const ConfigDocument& value = member(document, section, key);
     if (value.is_number_float()) {
         return truncatedInt(value.get<double>());
     }
@@ -100,11 +118,11 @@ int readInt(ConfigDocument& document, const char* section, const char* key) {
 }
 
 float readFloat(ConfigDocument& document, const char* section, const char* key) {
-    return document[section][key].get<float>();
+    return member(document, section, key).get<float>();
 }
 
 std::string readText(ConfigDocument& document, const char* section, const char* key) {
-    return document[section][key].get<std::string>();
+    return member(document, section, key).get<std::string>();
 }
 
 }  // namespace brairu

@@ -1,6 +1,7 @@
 #include "handPose/featureNetworks.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <span>
 #include <stdexcept>
@@ -67,7 +68,7 @@ void FeatureNetworks::runFeature(const cv::Mat& frame, std::uint8_t* output, int
     const NetOutputs outputs = runtime.run({frame.data, frame.total()});
     const std::span<const std::uint8_t> feature = outputs.data();
     faults_.require(feature.size() == PVA_FEATURE_BLOCK_BYTES ? VX_SUCCESS : VX_FAILURE);
-    std::ranges::copy(feature, output + slot * PVA_FEATURE_BLOCK_BYTES);
+    std::ranges::copy(feature, output + std::ptrdiff_t{slot} * PVA_FEATURE_BLOCK_BYTES);
 }
 
 }  // namespace brairu

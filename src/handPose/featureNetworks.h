@@ -16,6 +16,8 @@ public:
     // of the NPU stack.
     explicit FeatureNetworks(ConfigDocument& document);
     ~FeatureNetworks();
+    FeatureNetworks(const FeatureNetworks&) = delete;
+    FeatureNetworks& operator=(const FeatureNetworks&) = delete;
 
     // Writes the three blocks of one capture, PVA_FEATURE_BYTES, to output: regions A and B through
     // the support network, the whole crop through the feature network. Throws

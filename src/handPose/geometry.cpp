@@ -13,7 +13,7 @@ constexpr std::size_t kPointsForTurn = 5;
 
 void requireSevenPoints(std::size_t count) {
     if (count != PVA_KEY_POINTS) {
-        std::fputs("Assertion failed: keyPoints must have exactly 7 points.\n", stderr);
+        (void)std::fputs("Assertion failed: keyPoints must have exactly 7 points.\n", stderr);
         std::abort();
     }
 }

@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
+#include "handPose/blackCanvas.h"
 #include "handPose/geometry.h"
 #include "utils/convert.h"
 
@@ -33,23 +34,23 @@ int scaled(int length, double factor) {
     return truncatedInt(length * factor);
 }
 
-// The part of the frame under the rectangle; a copy with black pixels where it leaves the frame.
-cv::Mat cutWithBlackBorder(const cv::Mat& frame, cv::Rect rectangle) {
-    const cv::Rect inside = rectangle & cv::Rect(0, 0, frame.cols, frame.rows);
-    if (inside == rectangle) {
-        return frame(rectangle);
-    }
-    cv::Mat cut = cv::Mat::zeros(rectangle.size(), frame.type());
-    if (!inside.empty()) {
-        frame(inside).copyTo(cut(inside - rectangle.tl()));
-    }
-    return cut;
-}
-
 cv::Mat resized(const cv::Mat& image, cv::Size size) {
     cv::Mat result;
     cv::resize(image, result, size, 0, 0, cv::INTER_LINEAR);
     return result;
+}
+
+// The part of the frame under the rectangle, scaled; black where the rectangle leaves the frame.
+cv::Mat scaledCut(const cv::Mat& frame, cv::Rect rectangle, cv::Size size) {
+    const cv::Rect inside = rectangle & cv::Rect(0, 0, frame.cols, frame.rows);
+    if (inside == rectangle) {
+        return resized(frame(rectangle), size);
+    }
+    const BlackCanvas canvas(rectangle.size());
+    if (!inside.empty()) {
+        frame(inside).copyTo(canvas.image()(inside - rectangle.tl()));
+    }
+    return resized(canvas.image(), size);
 }
 
 cv::Rect centredRegion(cv::Size crop, double share) {
@@ -121,7 +122,7 @@ std::uint32_t extractPalm(const cv::Mat& frame, FrameSize featureInput, PvaHandP
         return PVA_PLACEMENT_SMALL;
     }
     const cv::Size size = cropSize(featureInput);
-    const cv::Mat crop = resized(cutWithBlackBorder(frame, rectangle), size);
+    const cv::Mat crop = scaledCut(frame, rectangle, size);
     const float angle = uprightAngle(keyPointsInCrop(pose, rectangle, size), pose.orientation);
     const cv::Mat upright = rotatedUpright(crop, angle);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "match/search.h"
 
@@ -62,9 +63,14 @@ bool settle(TemplateStore& store, AuthHistory& history, int templateIndex, PvaAu
 
 }  // namespace
 
-void AuthHistory::add(const CaptureBlocks& probe, const PvaAuthResult& match) {
+// All that may fail comes first: the lists stay of one length.
+void AuthHistory::add(CaptureBlocks probe, const PvaAuthResult& match) {
+    const auto makeRoom = [](auto& list) { list.reserve(list.size() + 1); };
+    std::ranges::for_each(blocks_, makeRoom);
+    makeRoom(rowIds_);
+    makeRoom(similarities_);
     for (std::size_t block = 0; block < kBlocks; ++block) {
-        blocks_[block].push_back(probe[block]);
+        blocks_[block].push_back(std::move(probe[block]));
     }
     rowIds_.push_back(match.rowId);
     similarities_.push_back(match.similarity);

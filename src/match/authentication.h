@@ -15,7 +15,7 @@ namespace brairu {
 // The successful matches since the last confirmation, oldest first.
 class AuthHistory {
 public:
-    void add(const CaptureBlocks& probe, const PvaAuthResult& match);
+    void add(CaptureBlocks probe, const PvaAuthResult& match);
     void clear();
 
     // Drops the oldest entries beyond a length.

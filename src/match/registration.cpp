@@ -94,7 +94,11 @@ CaptureBlocks splitFeature(const std::uint8_t* feature, int blockLength) {
             blockOf(feature + 2 * length, length)};
 }
 
+// All that may fail comes first: the lists stay of one length.
 void RegisterBuffer::add(CaptureBlocks capture) {
+    for (BlockList& list : lists_) {
+        list.reserve(list.size() + 1);
+    }
     for (std::size_t block = 0; block < kBlocks; ++block) {
         lists_[block].push_back(std::move(capture[block]));
     }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "brairu.h"
+#include "match/kernels/kernel.h"
 #include "match/similarity.h"
 #include "store/templateStore.h"
 
@@ -21,6 +22,10 @@ struct SearchHit {
 // unmapped or empty cache has none.
 std::vector<SearchHit> searchTopK(const FeatureCacheFile& cache, std::span<const std::int8_t> probe,
                                   int k);
+
+// The same with a kernel of the caller's choice, which the CPU must be able to run.
+std::vector<SearchHit> searchTopK(const FeatureCacheFile& cache, std::span<const std::int8_t> probe,
+                                  int k, const SearchKernel& kernel);
 
 // The three blocks of a probe.
 struct ProbeBlocks {

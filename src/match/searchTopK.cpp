@@ -68,9 +68,14 @@ public:
     }
 
     // Slots have to come in increasing order.
-    void offer(std::int32_t slot, const RecordSums& sums) {
-        if (mayRank(sums)) {
-            offer({slot, similarityOfSums(probeSquares_, sums.ss, sums.ps)});
+    void offer(const Batch& batch, const std::array<RecordSums, kBatch>& sums) {
+        if (!mayAnyRank(sums)) {
+            return;
+        }
+        for (std::size_t i = 0; i < batch.count; ++i) {
+            if (mayRank(sums[i])) {
+                offer({batch.slots[i], similarityOfSums(probeSquares_, sums[i].ss, sums[i].ps)});
+            }
         }
     }
 
@@ -85,6 +90,15 @@ private:
     bool mayRank(const RecordSums& sums) const {
         const double ps = sums.ps;
         return ps * std::fabs(ps) >= leastSquare_ * sums.ss;
+    }
+
+    // Free of branches, so that the compiler looks at several records at a time.
+    bool mayAnyRank(const std::array<RecordSums, kBatch>& sums) const {
+        int may = 0;
+        for (const RecordSums& each : sums) {
+            may |= static_cast<int>(mayRank(each));
+        }
+        return may != 0;
     }
 
     void offer(SearchHit hit) {
@@ -122,25 +136,27 @@ private:
 
 std::vector<SearchHit> searchTopK(const FeatureCacheFile& cache, std::span<const std::int8_t> probe,
                                   int k) {
+    return searchTopK(cache, probe, k, chosenKernel());
+}
+
+std::vector<SearchHit> searchTopK(const FeatureCacheFile& cache, std::span<const std::int8_t> probe,
+                                  int k, const SearchKernel& kernel) {
     if (!cache.isMapped() || k < 1) {
         return {};
     }
     const PreparedProbe prepared(
         probe.first(std::min<std::size_t>(cache.recordSize(), probe.size())));
     const ProbeView view = prepared.view();
-    const SumRecords sumRecords = chosenKernel().sumRecords;
     BestHits best(static_cast<std::size_t>(k), prepared.sumOfSquares());
     OccupiedSlots slots(cache);
     Batch current;
     Batch upcoming;
-    std::array<RecordSums, kBatch> sums;
+    std::array<RecordSums, kBatch> sums{};
     for (slots.fill(current); current.count > 0; std::swap(current, upcoming)) {
         slots.fill(upcoming);
-        sumRecords(view, current.records.data(), upcoming.records.data(), current.count,
-                   sums.data());
-        for (std::size_t i = 0; i < current.count; ++i) {
-            best.offer(current.slots[i], sums[i]);
-        }
+        kernel.sumRecords(view, current.records.data(), upcoming.records.data(), current.count,
+                          sums.data());
+        best.offer(current, sums);
     }
     return std::move(best).ranked();
 }

@@ -1,21 +1,35 @@
 #include "npu/modelFile.h"
 
+#include <sodium.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 #include <span>
+
+#include "utils/pipe.h"
 
 namespace brairu {
 namespace {
 
 struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
+
+// One chunk on its way from the file; it ends as plain text.
+struct Chunk {
+    Chunk() = default;
+    ~Chunk() { sodium_memzero(bytes.data(), bytes.size()); }
+    Chunk(const Chunk&) = delete;
+    Chunk& operator=(const Chunk&) = delete;
+
+    std::array<std::uint8_t, kChunkBytes> bytes{};
+};
 
 bool isFolder(std::FILE* file) {
     struct stat status {};
@@ -39,13 +53,13 @@ std::optional<std::uint32_t> containerSize(std::FILE* file) {
 // turns out longer than that.
 bool decipher(std::FILE* file, std::span<std::uint8_t> plain, const ModelNonce& nonce,
               const ModelKey& key) {
-    std::array<std::uint8_t, kChunkBytes> chunk;
+    Chunk chunk;
     std::size_t done = 0;
-    while (const std::size_t read = std::fread(chunk.data(), 1, chunk.size(), file)) {
+    while (const std::size_t read = std::fread(chunk.bytes.data(), 1, kChunkBytes, file)) {
         if (done + read > plain.size()) {
             return false;
         }
-        const std::span<std::uint8_t> bytes(chunk.data(), read);
+        const std::span<std::uint8_t> bytes(chunk.bytes.data(), read);
         applyModelCipher(bytes, nonce, key);
         std::copy(bytes.begin(), bytes.end(), plain.begin() + static_cast<std::ptrdiff_t>(done));
         done += read;
@@ -58,9 +72,14 @@ bool decipher(std::FILE* file, std::span<std::uint8_t> plain, const ModelNonce& 
 
 }  // namespace
 
+void WipeAndFree::operator()(void* memory) const {
+    sodium_memzero(memory, bytes);
+    std::free(memory);
+}
+
 bool readModelFile(const std::string& path, ModelBuffer& model, const ModelKey& key) {
     model = {};
-    const File file(std::fopen(path.c_str(), "rb"));
+    const File file(isPipe(path) ? nullptr : std::fopen(path.c_str(), "rb"));
     if (!file) {
         std::puts("无法打开输入文件：\r");
         return false;
@@ -70,7 +89,7 @@ bool readModelFile(const std::string& path, ModelBuffer& model, const ModelKey& 
         return false;
     }
     // As large as the file: the limit that the bytes are held against below.
-    ModelBuffer plain{{static_cast<std::uint8_t*>(std::calloc(*size, 1)), FreeMemory()},
+    ModelBuffer plain{{static_cast<std::uint8_t*>(std::calloc(*size, 1)), WipeAndFree{*size}},
                       static_cast<std::uint32_t>(*size - kNonceBytes)};
     if (!key.hasRightLength()) {
         std::puts("密钥长度不正确。\r");

@@ -1,8 +1,8 @@
 // Reading the encrypted model files.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -10,13 +10,16 @@
 
 namespace brairu {
 
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
+// Leaves nothing to read in memory that is given back.
+struct WipeAndFree {
+    std::size_t bytes = 0;
+
+    void operator()(void* memory) const;
 };
 
 // A deciphered model, in memory of the C allocator.
 struct ModelBuffer {
-    std::unique_ptr<std::uint8_t, FreeMemory> data;
+    std::unique_ptr<std::uint8_t, WipeAndFree> data;
     std::uint32_t size = 0;
 };
 

@@ -19,7 +19,7 @@ constexpr int kExitUnprepared = -1;
 
 [[noreturn]] void endUnprepared(const char* message) {
     std::puts(message);
-    std::exit(kExitUnprepared);
+    std::exit(kExitUnprepared);  // NOLINT(concurrency-mt-unsafe): the host's contract
 }
 
 // Bytes of a 4:2:0 frame; 0 for a size that no frame memory can have.
@@ -44,7 +44,7 @@ void NpuFaults::report(vx_status status, int line) const {
 void NpuFaults::require(vx_status status, int line) const {
     if (status != VX_SUCCESS) {
         report(status, line);
-        std::exit(kExitFault);
+        std::exit(kExitFault);  // NOLINT(concurrency-mt-unsafe): the host's contract
     }
 }
 

@@ -34,11 +34,11 @@ int pvaGetAuthRes(const std::uint8_t* feature, PvaAuthResult* result) {
 int pvaGet1to1AuthRes(const std::uint8_t* probe, const std::uint8_t* reference,
                       PvaAuthResult* result) {
     using namespace brairu;
-    TemplateStore& store = engineStore(__func__);
+    ConfigDocument& config = engineStoreConfig(__func__);
     if (probe == nullptr || reference == nullptr || result == nullptr) {
         return refuseNullPointer(__func__);
     }
     const BlockSimilarities similarities = compareCaptures(probe, reference);
     result->similarity = reportedSimilarity(similarities);
-    return isSamePalm(similarities, readFloat(store.config(), "feature", "auth_threshold"));
+    return isSamePalm(similarities, readFloat(config, "feature", "auth_threshold"));
 }

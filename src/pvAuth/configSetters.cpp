@@ -11,7 +11,7 @@ constexpr std::uint32_t kHighestDetectionLevel = 4;
 void refreshCopies(const char* call) {
     const brairu::ConfigDocument& document = brairu::engineConfig(call).document();
     brairu::engineDetector(call).refreshConfig(document);
-    brairu::engineStore(call).refreshConfig(document);
+    brairu::engineStoreConfig(call) = document;
 }
 
 template <class Number>

@@ -10,7 +10,8 @@
 namespace brairu {
 namespace {
 
-// One enrolment at a time, for the whole process.
+// One enrolment at a time, for the whole process. Not guarded: its calls come from one thread at a
+// time.
 RegisterBuffer& registerBuffer() {
     static RegisterBuffer buffer;
     return buffer;
@@ -37,10 +38,11 @@ std::int32_t statusOf(CommitOutcome outcome) {
 }
 
 // The buffer is empty afterwards, whatever the outcome and by exceptions too.
-std::int32_t commit(TemplateStore& store, const PvaUserKey& key, bool checkDuplicate) {
+std::int32_t commit(const PvaUserKey& key, bool checkDuplicate) {
     const MutexLock lock(apiLock);
     const ClearWhenDone clearing(registerBuffer());
-    const CommitOutcome outcome = commitRegistration(store, registerBuffer(), key, checkDuplicate);
+    const CommitOutcome outcome =
+        commitRegistration(engineStore("pvaRegister"), registerBuffer(), key, checkDuplicate);
     const char* text = outcome == CommitOutcome::committed ? "注册成功 id = %d 个用户\r\n"
                                                            : "注册失败 id = %d 个用户\r\n";
     std::printf(text, key.palmindex);
@@ -52,8 +54,8 @@ int configuredMaxCount(ConfigDocument& document) {
 }
 
 // Buffers one capture, or refuses it; the last one commits.
-void registerCapture(TemplateStore& store, ConfigDocument& document, const PvaUserKey& key,
-                     const std::uint8_t* feature, bool checkDuplicate, PvaRegisterResult& result) {
+void registerCapture(ConfigDocument& document, const PvaUserKey& key, const std::uint8_t* feature,
+                     bool checkDuplicate, PvaRegisterResult& result) {
     RegisterBuffer& buffer = registerBuffer();
     const int maxCount = configuredMaxCount(document);
     CaptureBlocks capture = splitFeature(feature, readInt(document, "feature", "feature_len"));
@@ -65,7 +67,7 @@ void registerCapture(TemplateStore& store, ConfigDocument& document, const PvaUs
     result.count = buffer.count();
     result.maxCount = maxCount;
     if (buffer.count() == maxCount) {
-        result.status = commit(store, key, checkDuplicate);
+        result.status = commit(key, checkDuplicate);
     }
 }
 
@@ -75,7 +77,7 @@ void registerCapture(TemplateStore& store, ConfigDocument& document, const PvaUs
 int pvaRegister(const PvaUserKey* key, const std::uint8_t* feature, int checkDuplicate,
                 PvaRegisterResult* result) {
     using namespace brairu;
-    TemplateStore& store = engineStore(__func__);
+    requireEngineStore(__func__);
     ConfigDocument& document = engineConfig(__func__).document();
     if (key == nullptr || feature == nullptr || result == nullptr) {
         return refuseNullPointer(__func__);
@@ -83,7 +85,7 @@ int pvaRegister(const PvaUserKey* key, const std::uint8_t* feature, int checkDup
     if (result->count == 0) {
         registerBuffer().clear();
     }
-    registerCapture(store, document, *key, feature, checkDuplicate != 0, *result);
+    registerCapture(document, *key, feature, checkDuplicate != 0, *result);
     return 1;
 }
 

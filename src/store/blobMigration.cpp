@@ -1,21 +1,21 @@
 #include "store/blobMigration.h"
 
 #include <iostream>
+#include <optional>
+#include <string>
 
 #include "store/templateBlob.h"
 
 namespace brairu {
 namespace {
 
-enum class Outcome { clean, faulty, unreadable };
+using FaultReport = void (*)(const char* prefix, const std::string& text);
 
-using FaultReport = void (*)(const char* prefix, const SqliteConnection& connection);
-
-void printFault(const char* prefix, const SqliteConnection& connection) {
-    std::cerr << prefix << connection.errorText() << std::endl;
+void printFault(const char* prefix, const std::string& text) {
+    std::cerr << prefix << text << std::endl;
 }
 
-void ignoreFault(const char*, const SqliteConnection&) {}
+void ignoreFault(const char*, const std::string&) {}
 
 // Undone at the end of its life unless committed.
 class Transaction {
@@ -48,7 +48,7 @@ bool rewriteRow(const SqliteConnection& connection, std::int64_t id,
     if (update.bindAll(blob, id) && update.stepToEnd()) {
         return true;
     }
-    report("Failed to update vector_data: ", connection);
+    report("Failed to update vector_data: ", connection.errorText());
     return false;
 }
 
@@ -58,42 +58,84 @@ bool migrateRow(const SqliteConnection& connection, const SqliteStatement& row, 
     if (size == 0 || blob.size() == size) {
         return true;
     }
+    // A blob that there is no memory for is not an empty one.
+    if (blob.empty() && row.sizeAt(1) > 0) {
+        report("Failed to update vector_data: ", connection.errorText());
+        return false;
+    }
     return rewriteRow(connection, row.int32At(0), fittedTemplates(blob, size), report);
 }
 
-Outcome migrateRows(const SqliteConnection& connection, std::size_t size, FaultReport report) {
-    SqliteStatement rows(connection, "SELECT id, vector_data FROM userInfo;");
-    if (!rows.isPrepared()) {
-        report("Cannot prepare statement: ", connection);
-        return Outcome::unreadable;
+// Steps through rows in the order of their ids. A damaged table can hand out a row again that was
+// rewritten behind its back, and would never end.
+class RisingRows {
+public:
+    explicit RisingRows(const SqliteConnection& connection)
+        : rows_(connection, "SELECT id, vector_data FROM userInfo;") {}
+
+    const SqliteStatement& current() const { return rows_; }
+
+    int step() {
+        const int result = rows_.step();
+        if (result != SQLITE_ROW) {
+            return result;
+        }
+        const std::int64_t id = rows_.int64At(0);
+        inOrder_ = !last_ || id > *last_;
+        last_ = id;
+        return inOrder_ ? SQLITE_ROW : SQLITE_CORRUPT;
     }
-    Outcome outcome = Outcome::clean;
+
+    std::string faultOf(const SqliteConnection& connection) const {
+        return inOrder_ ? connection.errorText() : sqlite3_errstr(SQLITE_CORRUPT);
+    }
+
+private:
+    SqliteStatement rows_;
+    std::optional<std::int64_t> last_;
+    bool inOrder_ = true;
+};
+
+MigrationOutcome migrateRows(const SqliteConnection& connection, std::size_t size,
+                             const RowVisitor& visit, FaultReport report) {
+    RisingRows rows(connection);
+    if (!rows.current().isPrepared()) {
+        report("Cannot prepare statement: ", connection.errorText());
+        return MigrationOutcome::unreadable;
+    }
+    MigrationOutcome outcome = MigrationOutcome::clean;
     int result = rows.step();
     for (; result == SQLITE_ROW; result = rows.step()) {
-        if (!migrateRow(connection, rows, size, report)) {
-            outcome = Outcome::faulty;
+        visit(rows.current().int32At(0), rows.current().blobAt(1));
+        if (!migrateRow(connection, rows.current(), size, report)) {
+            outcome = MigrationOutcome::faulty;
         }
     }
     if (result != SQLITE_DONE) {
-        report("Query execution error: ", connection);
-        outcome = Outcome::faulty;
+        report("Query execution error: ", rows.faultOf(connection));
+        outcome = MigrationOutcome::faulty;
     }
     return outcome;
 }
 
-bool migrateInOneTransaction(SqliteConnection& connection, std::size_t size) {
+bool migrateInOneTransaction(SqliteConnection& connection, std::size_t size,
+                             const RowVisitor& visit) {
     Transaction transaction(connection);
     return transaction.isRunning() &&
-           migrateRows(connection, size, ignoreFault) == Outcome::clean && transaction.commit();
+           migrateRows(connection, size, visit, ignoreFault) == MigrationOutcome::clean &&
+           transaction.commit();
 }
 
 }  // namespace
 
 // One transaction for all rows spares a wait for the disk per row. Only when every row went well is
 // it the same as row by row, so anything else is undone and done again that way.
-bool migrateBlobs(SqliteConnection& connection, std::size_t size) {
-    return migrateInOneTransaction(connection, size) ||
-           migrateRows(connection, size, printFault) != Outcome::unreadable;
+MigrationOutcome migrateBlobs(SqliteConnection& connection, std::size_t size,
+                              const RowVisitor& visit) {
+    if (migrateInOneTransaction(connection, size, visit)) {
+        return MigrationOutcome::clean;
+    }
+    return migrateRows(connection, size, visit, printFault);
 }
 
 }  // namespace brairu

@@ -8,8 +8,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <utility>
+
+#include "store/storeLog.h"
 
 namespace brairu {
 namespace {
@@ -42,6 +45,7 @@ void* mapFile(int fd, std::uint64_t size) {
 FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
                                    std::uint32_t recordSize)
     : path_(std::move(path)),
+      note_(path_ + ".changed"),
       capacity_(capacity),
       recordSize_(recordSize),
       fileSize_(capacity + std::uint64_t{capacity} * recordSize) {
@@ -62,6 +66,9 @@ bool FeatureCacheFile::resize() {
     struct stat status {};
     if (::fstat(fd_.get(), &status) == 0) {
         openedSize_ = static_cast<std::uint64_t>(status.st_size);
+    }
+    if (openedSize_ > 0 && openedSize_ != fileSize_) {
+        note_.leave();
     }
     if (::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0 ||
         !reserve(fd_.get(), fileSize_)) {
@@ -84,7 +91,8 @@ bool FeatureCacheFile::map(const char* fault) {
 }
 
 void FeatureCacheFile::unmap() {
-    if (isMapped()) {
+    lost_ = false;
+    if (mapping_ != nullptr) {
         const auto size = static_cast<std::size_t>(fileSize_);
         ::msync(mapping_, size, MS_SYNC);
         ::munmap(mapping_, size);
@@ -96,7 +104,21 @@ void FeatureCacheFile::flushLater() {
     ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_ASYNC);
 }
 
-bool FeatureCacheFile::holds(std::int64_t slot) const {
+bool FeatureCacheFile::isMapped() const {
+    if (mapping_ != nullptr && !lost_ && isCut()) {
+        lost_ = true;
+        logStore("feature cache file was cut short: not used until the next start\r\n");
+    }
+    return mapping_ != nullptr && !lost_;
+}
+
+bool FeatureCacheFile::isCut() const {
+    struct stat status {};
+    return ::fstat(fd_.get(), &status) != 0 ||
+           static_cast<std::uint64_t>(status.st_size) < fileSize_;
+}
+
+bool FeatureCacheFile::hasSlot(std::int64_t slot) const {
     return isMapped() && slot >= 0 && slot < std::int64_t{capacity_};
 }
 
@@ -105,9 +127,10 @@ std::int8_t* FeatureCacheFile::writableRecord(std::size_t slot) {
 }
 
 bool FeatureCacheFile::put(std::int64_t slot, std::span<const std::int8_t> record) {
-    if (!holds(slot) || record.size() != recordSize_) {
+    if (!hasSlot(slot) || record.size() != recordSize_) {
         return false;
     }
+    note_.leave();
     const auto index = static_cast<std::size_t>(slot);
     std::copy(record.begin(), record.end(), writableRecord(index));
     mapping_[index] = kOccupied;
@@ -117,7 +140,7 @@ bool FeatureCacheFile::put(std::int64_t slot, std::span<const std::int8_t> recor
 
 bool FeatureCacheFile::get(std::int64_t slot, std::vector<std::int8_t>& record) const {
     const auto index = static_cast<std::size_t>(slot);
-    if (!holds(slot) || mapping_[index] != kOccupied) {
+    if (!hasSlot(slot) || mapping_[index] != kOccupied) {
         return false;
     }
     const std::int8_t* const bytes = this->record(index);
@@ -125,10 +148,21 @@ bool FeatureCacheFile::get(std::int64_t slot, std::vector<std::int8_t>& record) 
     return true;
 }
 
-bool FeatureCacheFile::remove(std::int64_t slot) {
-    if (!holds(slot)) {
+bool FeatureCacheFile::holds(std::int64_t slot, std::span<const std::int8_t> record) const {
+    if (mapping_ == nullptr || slot < 0 || slot >= std::int64_t{capacity_} ||
+        record.size() != recordSize_) {
         return false;
     }
+    const auto index = static_cast<std::size_t>(slot);
+    return mapping_[index] == kOccupied &&
+           std::memcmp(this->record(index), record.data(), recordSize_) == 0;
+}
+
+bool FeatureCacheFile::remove(std::int64_t slot) {
+    if (!hasSlot(slot)) {
+        return false;
+    }
+    note_.leave();
     mapping_[slot] = 0;
     flushLater();
     return true;
@@ -152,9 +186,16 @@ bool FeatureCacheFile::clear() {
     if (!isMapped()) {
         return false;
     }
+    note_.leave();
     std::fill_n(mapping_, capacity_, std::uint8_t{0});
     ::msync(mapping_, capacity_, MS_SYNC);
     return true;
+}
+
+void FeatureCacheFile::settle() {
+    if (isMapped() && ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0) {
+        note_.withdraw();
+    }
 }
 
 int FeatureCacheFile::close() {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "store/changeNote.h"
 #include "utils/fileDescriptor.h"
 
 namespace brairu {
@@ -34,6 +35,10 @@ public:
     // Copies the record of an occupied slot; false for any other.
     bool get(std::int64_t slot, std::vector<std::int8_t>& record) const;
 
+    // Whether the slot is occupied by exactly this record. For whole passes: asks isMapped() nothing,
+    // the caller does, once.
+    bool holds(std::int64_t slot, std::span<const std::int8_t> record) const;
+
     // Marks the slot free; its record bytes stay.
     bool remove(std::int64_t slot);
 
@@ -47,6 +52,13 @@ public:
     // open.
     int close();
 
+    // Whether the file may disagree with the table though the numbers agree: an earlier process
+    // changed it and may have ended in between.
+    bool isDoubtful() const { return note_.wasFound(); }
+
+    // Ends the doubt, once the content is known to be right: waits until all of it is on the disk.
+    void settle();
+
     // Maps the file at the same path again, neither creating nor resizing it.
     bool reload();
 
@@ -54,7 +66,11 @@ public:
     // object is unmapped afterwards.
     void leaveMapped() { mapping_ = nullptr; }
 
-    bool isMapped() const { return mapping_ != nullptr; }
+    // Whether the mapping can be used. Asks for the file's size: to touch a page behind the end of a
+    // file that another process has cut would end this one. Such a file counts as unmapped from
+    // then on, even if it grows again; the first time is logged. A cut between this answer and the
+    // use that follows is not noticed.
+    bool isMapped() const;
 
     // The size that the file had when it was opened; 0 for a new one.
     std::uint64_t openedSize() const { return openedSize_; }
@@ -71,7 +87,8 @@ public:
     }
 
 private:
-    bool holds(std::int64_t slot) const;
+    bool isCut() const;
+    bool hasSlot(std::int64_t slot) const;
     std::int8_t* writableRecord(std::size_t slot);
     bool resize();
     bool map(const char* fault);
@@ -79,11 +96,13 @@ private:
     void flushLater();
 
     std::string path_;
+    ChangeNote note_;
     std::uint32_t capacity_;
     std::uint32_t recordSize_;
     std::uint64_t fileSize_;
     FileDescriptor fd_;
     std::uint8_t* mapping_ = nullptr;
+    mutable bool lost_ = false;  // was found cut
     std::uint64_t openedSize_ = 0;
 };
 

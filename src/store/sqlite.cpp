@@ -3,6 +3,8 @@
 #include <limits>
 #include <utility>
 
+#include "utils/folderSync.h"
+
 namespace brairu {
 
 int SqliteConnection::open(const std::string& path) {
@@ -16,6 +18,12 @@ void SqliteConnection::close() {
     }
 }
 
+void SqliteConnection::settle() const {
+    if (isOpen()) {
+        syncFolderOf(sqlite3_db_filename(handle_, "main"));
+    }
+}
+
 int SqliteConnection::execute(const char* sql) {
     return isOpen() ? sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) : SQLITE_MISUSE;
 }
@@ -25,9 +33,9 @@ std::string SqliteConnection::errorText() const {
     return isOpen() ? sqlite3_errmsg(handle_) : sqlite3_errstr(SQLITE_NOMEM);
 }
 
-SqliteStatement::SqliteStatement(const SqliteConnection& connection, const std::string& sql) {
+SqliteStatement::SqliteStatement(const SqliteConnection& connection, const char* sql) {
     if (connection.isOpen()) {
-        sqlite3_prepare_v2(connection.handle(), sql.c_str(), -1, &handle_, nullptr);
+        sqlite3_prepare_v2(connection.handle(), sql, -1, &handle_, nullptr);
     }
 }
 
@@ -62,7 +70,7 @@ int SqliteStatement::step() {
 // The pointer is asked for first: that is what brings the value into its final form and size.
 std::span<const std::uint8_t> SqliteStatement::blobAt(int column) const {
     const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(handle_, column));
-    const int size = sqlite3_column_bytes(handle_, column);
+    const int size = sizeAt(column);
     if (data == nullptr || size <= 0) {
         return {};
     }

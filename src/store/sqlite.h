@@ -27,6 +27,10 @@ public:
 
     bool isOpen() const { return handle_ != nullptr; }
 
+    // After a commit: waits until the journal's removal is on the disk. SQLite by itself leaves that
+    // to the file system, and a journal that comes back after a power cut undoes the commit.
+    void settle() const;
+
     // Runs a statement without results. Returns SQLite's result code.
     int execute(const char* sql);
 
@@ -42,7 +46,7 @@ private:
 
 class SqliteStatement {
 public:
-    SqliteStatement(const SqliteConnection& connection, const std::string& sql);
+    SqliteStatement(const SqliteConnection& connection, const char* sql);
     ~SqliteStatement();
     SqliteStatement(const SqliteStatement&) = delete;
     SqliteStatement& operator=(const SqliteStatement&) = delete;
@@ -70,8 +74,9 @@ public:
     // Columns of the row stepped to, from 0.
     std::int32_t int32At(int column) const { return sqlite3_column_int(handle_, column); }
     std::int64_t int64At(int column) const { return sqlite3_column_int64(handle_, column); }
-    // Valid until the next step; empty when there is no blob.
+    // Valid until the next step; empty when there is no blob, or no memory to form it in.
     std::span<const std::uint8_t> blobAt(int column) const;
+    int sizeAt(int column) const { return sqlite3_column_bytes(handle_, column); }
 
 private:
     sqlite3_stmt* handle_ = nullptr;

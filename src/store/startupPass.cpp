@@ -13,16 +13,32 @@ void TemplateStore::runStartupPass() {
     connection_.open(readText(config_, "database", "database_path"));
     createTable();
     const int rows = reportRowCount();
-    if (!migrateBlobs(connection_, migratedSize())) {
+    bool mirrored = false;
+    const MigrationOutcome migration = migrateRows(mirrored);
+    if (migration == MigrationOutcome::unreadable) {
         return;
     }
-    if (!agreesWith(rows) && !rebuildCache()) {
+    if (!(agreesWith(rows) && mirrored) && !rebuildCache()) {
         return;
     }
     featureCount_ = cache_.count();
-    if (featureCount_ == slotsOf(rows)) {
-        logStore("pva search init succ\r\n");
+    if (featureCount_ != slotsOf(rows)) {
+        return;
     }
+    logStore("pva search init succ\r\n");
+    if (cache_.isDoubtful() && migration == MigrationOutcome::clean) {
+        cache_.settle();
+    }
+}
+
+// Only what an earlier process may have left half done is worth the comparison.
+MigrationOutcome TemplateStore::migrateRows(bool& mirrored) {
+    const bool doubtful = cache_.isDoubtful();
+    mirrored = !doubtful || cache_.isMapped();
+    const auto compare = [&](std::int64_t id, std::span<const std::uint8_t> blob) {
+        mirrored = mirrored && (!doubtful || isMirrored(id - 1, blob));
+    };
+    return migrateBlobs(connection_, migratedSize(), compare);
 }
 
 // Without the table there is nothing to work on: the connection is given up until the next start.

@@ -60,7 +60,7 @@ int TemplateStore::getLearnCount(int id) {
 
 bool TemplateStore::setLearnCount(int id, int value) {
     SqliteStatement update(connection_, "UPDATE userInfo SET learn_count = ? WHERE id = ?;");
-    return update.bindAll(value, id) && update.stepToEnd();
+    return update.bindAll(value, id) && runChange(update);
 }
 
 bool TemplateStore::readTemplate(int id, int index, std::span<std::uint8_t, kTemplateBytes> out) {
@@ -131,8 +131,9 @@ std::optional<int> TemplateStore::idOfKey(const PvaUserKey& key) {
 }
 
 bool TemplateStore::keyOfId(int id, std::int64_t& userid, std::int32_t& palmindex) {
-    SqliteStatement query(connection_, "SELECT userid, palmindex FROM userInfo WHERE id = " +
-                                           std::to_string(id) + ";");
+    const std::string sql =
+        "SELECT userid, palmindex FROM userInfo WHERE id = " + std::to_string(id) + ";";
+    SqliteStatement query(connection_, sql.c_str());
     if (!query.isPrepared()) {
         std::cerr << "Failed to execute query: " << connection_.errorText() << std::endl;
         return false;

@@ -9,6 +9,7 @@
 #include "store/shellQuoting.h"
 #include "store/storeLog.h"
 #include "store/templateBlob.h"
+#include "utils/pipe.h"
 
 namespace brairu {
 namespace {
@@ -95,11 +96,31 @@ void TemplateStore::mirror(std::int64_t rowsBefore, std::span<const std::uint8_t
     }
 }
 
+bool TemplateStore::isMirrored(std::int64_t rowsBefore, std::span<const std::uint8_t> blob) const {
+    std::size_t offset = 0;
+    for (int index = 0; index < centreCount_; ++index) {
+        const auto record = signedBytesAt(blob, offset, kBlockBytes);
+        if (!cache_.holds(slotsOf(rowsBefore) + index, record)) {
+            return false;
+        }
+        offset += kTemplateBytes;
+    }
+    return true;
+}
+
 void TemplateStore::freeSlots(int id) {
     const std::int64_t end = slotsOf(id);
     for (std::int64_t slot = slotsOf(std::int64_t{id} - 1); slot < end; ++slot) {
         cache_.remove(slot);
     }
+}
+
+bool TemplateStore::runChange(SqliteStatement& change) const {
+    const bool done = change.stepToEnd();
+    if (done) {
+        connection_.settle();
+    }
+    return done;
 }
 
 bool TemplateStore::insertPalm(const PvaUserKey& key, std::span<const std::uint8_t> blob) {
@@ -130,7 +151,7 @@ bool TemplateStore::stepInsert(SqliteStatement& insert, const PvaUserKey& key,
     if (!insert.bind(3, blob) || !insert.bind(4, kInitialLearnCount)) {
         return reportBindFault("palmindex", connection_);
     }
-    return insert.stepToEnd();
+    return runChange(insert);
 }
 
 TemplateStore::EnrolOutcome TemplateStore::enrolPalm(const PvaUserKey& key,
@@ -151,7 +172,7 @@ TemplateStore::EnrolOutcome TemplateStore::enrolPalm(const PvaUserKey& key,
         return EnrolOutcome::bindingBlobFailed;
     }
     insert.bind(4, kInitialLearnCount);
-    if (!insert.stepToEnd()) {
+    if (!runChange(insert)) {
         return EnrolOutcome::failed;
     }
     featureCount_ += centreCount_;
@@ -166,7 +187,7 @@ bool TemplateStore::replaceByKey(const PvaUserKey& key, std::span<const std::uin
     mirror(std::int64_t{*id} - 1, blob, featureLength());
     SqliteStatement update(
         connection_, "UPDATE userInfo SET vector_data = ? WHERE userid = ? AND palmindex = ?;");
-    return update.bindAll(blob, key.userid, key.palmindex) && update.stepToEnd();
+    return update.bindAll(blob, key.userid, key.palmindex) && runChange(update);
 }
 
 bool TemplateStore::replaceById(int id, std::span<const std::uint8_t> blob) {
@@ -176,7 +197,7 @@ bool TemplateStore::replaceById(int id, std::span<const std::uint8_t> blob) {
 
 bool TemplateStore::replaceRowOnly(int id, std::span<const std::uint8_t> blob) {
     SqliteStatement update(connection_, "UPDATE userInfo SET vector_data = ? WHERE id = ?;");
-    return update.bindAll(blob, std::int64_t{id}) && update.stepToEnd();
+    return update.bindAll(blob, std::int64_t{id}) && runChange(update);
 }
 
 // An index beyond the row would reach into the slots of the next palm.
@@ -192,6 +213,7 @@ bool TemplateStore::writeTemplate(int id, int index,
         return false;
     }
     if (blob.write(data, std::int64_t{kTemplateBytes} * index) && blob.close()) {
+        connection_.settle();
         return true;
     }
     __android_log_print(ANDROID_LOG_ERROR, kStoreLogTag, "写入 BLOB 数据失败: %s\r\n",
@@ -210,7 +232,7 @@ bool TemplateStore::removePalm(std::int64_t userid, std::int32_t palmindex) {
     freeSlots(*id);
     SqliteStatement removal(connection_,
                             "DELETE FROM userInfo WHERE userid = ? AND palmindex = ?;");
-    return removal.bindAll(userid, palmindex) && removal.stepToEnd() && subtractPalm();
+    return removal.bindAll(userid, palmindex) && runChange(removal) && subtractPalm();
 }
 
 // The count stays as subtracted even if the cache disagrees: the next start tells.
@@ -231,6 +253,7 @@ bool TemplateStore::wipeAll() {
                             connection_.errorText().c_str());
         return false;
     }
+    connection_.settle();
     if (!reopenDatabase()) {
         return false;
     }
@@ -257,7 +280,8 @@ bool TemplateStore::reopenDatabase() {
 // in use.
 void TemplateStore::removeConfiguredIndexFile() {
     const std::string path = readText(config_, "database", "search_index_path");
-    if (std::ifstream(path).is_open()) {
+    if (!isPipe(path) && std::ifstream(path).is_open()) {
+        // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): quoted; hosts rely on the command
         [[maybe_unused]] const int status = std::system(("rm -f " + quotedForShell(path)).c_str());
     }
 }

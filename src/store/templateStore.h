@@ -9,6 +9,7 @@
 
 #include "brairu.h"
 #include "config/configStore.h"
+#include "store/blobMigration.h"
 #include "store/featureCacheFile.h"
 #include "store/palmTemplate.h"
 #include "store/sqlite.h"
@@ -32,8 +33,9 @@ public:
     ConfigDocument& config() { return config_; }
 
     // Opens the database, brings every blob to the configured template count, and rebuilds the
-    // cache if it disagrees with the table. Reports faults as text only; a database path that is no
-    // text raises type_error and leaves everything as it was.
+    // cache if it disagrees with the table: in number or, if an earlier process changed it, in any
+    // slot. Reports faults as text only; a database path that is no text raises type_error and
+    // leaves everything as it was.
     void runStartupPass();
 
     // -1 without such a row.
@@ -90,10 +92,15 @@ private:
     bool createTable();
     int reportRowCount();
     std::size_t migratedSize() const;
+    // mirrored: the cache is not in doubt, or differs from no row.
+    MigrationOutcome migrateRows(bool& mirrored);
+    bool isMirrored(std::int64_t rowsBefore, std::span<const std::uint8_t> blob) const;
     bool agreesWith(int rows) const;
     bool rebuildCache();
 
     std::optional<int> idOfKey(const PvaUserKey& key);
+    // Runs a change of the table to its end. After a power cut it is still there.
+    bool runChange(SqliteStatement& change) const;
     bool stepInsert(SqliteStatement& insert, const PvaUserKey& key,
                     std::span<const std::uint8_t> blob);
     bool subtractPalm();

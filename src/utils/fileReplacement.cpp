@@ -6,9 +6,10 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
 
 #include "utils/fileDescriptor.h"
+#include "utils/folderSync.h"
+#include "utils/pipe.h"
 
 namespace brairu {
 namespace {
@@ -33,19 +34,6 @@ bool writeAll(int fd, const std::string& text) {
 // A regular file of one name: replaced by another, a link would no longer lead where it did.
 bool isPlainFile(const std::string& path, struct stat& status) {
     return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1;
-}
-
-std::string folderOf(const std::string& path) {
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    return folder.empty() ? "." : folder;
-}
-
-// Makes the rename itself outlive a power cut.
-void syncFolder(const std::string& folder) {
-    const FileDescriptor fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (fd.isOpen()) {
-        ::fsync(fd.get());
-    }
 }
 
 // A new file beside the one at path, with its owner and mode. It goes with the object unless it
@@ -100,7 +88,7 @@ bool Sibling::takePlaceOf(const std::string& path) {
         return false;
     }
     fd_.reset();
-    syncFolder(folderOf(path));
+    syncFolderOf(path);
     return true;
 }
 
@@ -110,6 +98,9 @@ bool reachesDisk(int fd) {
 }
 
 bool truncateAndWrite(const std::string& path, const std::string& text) {
+    if (isPipe(path)) {
+        return false;
+    }
     const FileDescriptor fd(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
     return fd.isOpen() && writeAll(fd.get(), text) && reachesDisk(fd.get());

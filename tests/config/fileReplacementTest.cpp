@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "support/childProcess.h"
+#include "support/fileTimes.h"
 #include "support/temporaryFolder.h"
 
 namespace brairu {
@@ -72,6 +73,14 @@ TEST_F(FileReplacement, PutsANewFileInPlaceOfTheOldOne) {
     std::fclose(reader);
 }
 
+TEST_F(FileReplacement, PutsANewFileInPlaceOfOneOfAnyYear) {
+    const std::string path = folder_.write("file", "old");
+    test::stampIn2040(path);
+    const ino_t before = statusOf(path).st_ino;
+    EXPECT_TRUE(replaceFile(path, "new"));
+    EXPECT_NE(statusOf(path).st_ino, before);
+}
+
 TEST_F(FileReplacement, KeepsTheMode) {
     const std::string path = folder_.write("file", "old");
     ASSERT_EQ(::chmod(path.c_str(), 0640), 0);
@@ -125,20 +134,35 @@ TEST_F(FileReplacement, FailsForAFolderAndForAMissingFolder) {
     EXPECT_EQ(filesIn(folder_.path()), 0u);
 }
 
-// The rights of an ordinary user: root writes everywhere.
-void becomeOrdinary() {
-    if (isRoot()) {
-        ASSERT_EQ(::setegid(kNobody), 0);
-        ASSERT_EQ(::seteuid(kNobody), 0);
+// The rights of an ordinary user, as long as the object lives: root writes everywhere. They are
+// given back so that a leak checker may look into the process when it exits.
+class OrdinaryRights {
+public:
+    OrdinaryRights() {
+        if (wasRoot_) {
+            EXPECT_EQ(::setegid(kNobody), 0);
+            EXPECT_EQ(::seteuid(kNobody), 0);
+        }
     }
-}
+    ~OrdinaryRights() {
+        if (wasRoot_) {
+            EXPECT_EQ(::seteuid(0), 0);
+            EXPECT_EQ(::setegid(0), 0);
+        }
+    }
+    OrdinaryRights(const OrdinaryRights&) = delete;
+    OrdinaryRights& operator=(const OrdinaryRights&) = delete;
+
+private:
+    const bool wasRoot_ = ::geteuid() == 0;
+};
 
 TEST_F(FileReplacement, TruncatesWhereTheFolderTakesNoNewFile) {
     const std::string path = folder_.write("file", "a longer old text");
     ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
     ASSERT_EQ(::chmod(folder_.path().c_str(), 0555), 0);
     const auto result = inChild([&] {
-        becomeOrdinary();
+        const OrdinaryRights ordinary;
         EXPECT_TRUE(replaceFile(path, "new"));
     });
     ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
@@ -151,7 +175,7 @@ TEST_F(FileReplacement, LeavesAReadOnlyFileAlone) {
     ASSERT_EQ(::chmod(path.c_str(), 0444), 0);
     ASSERT_EQ(::chmod(folder_.path().c_str(), 0777), 0);
     const auto result = inChild([&] {
-        becomeOrdinary();
+        const OrdinaryRights ordinary;
         EXPECT_FALSE(replaceFile(path, "new"));
     });
     EXPECT_EQ(result.exitStatus, 0) << result.out;

@@ -1,9 +1,11 @@
 #include "handPose/palmRegion.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
@@ -261,6 +263,45 @@ TEST(ExtractPalm, IsBlackWhenTheCropMissesTheFrame) {
     ASSERT_EQ(extractPalm(frame, kFeatureInput, pose, images), 0u);
     EXPECT_EQ(cv::countNonZero(images.whole), 0);
     EXPECT_EQ(cv::countNonZero(images.regionB), 0);
+}
+
+// Of this process so far.
+long mostMegabytes() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024;
+}
+
+TEST(ExtractPalm, CutsTheLargestBoxOfARecordInLittleMemory) {
+    if constexpr (sizeof(void*) < 8) {
+        GTEST_SKIP() << "no room for a canvas of 78642 x 78642";
+    }
+    SeededRandom random;
+    const cv::Mat frame = noise(random, 640, 480);
+    PvaHandPose pose = levelHand(320, 240, 65535, 65535);
+    PalmImages images;
+    const long before = mostMegabytes();
+    EXPECT_EQ(extractPalm(frame, kFeatureInput, pose, images), PVA_PLACEMENT_GOOD);
+    EXPECT_LT(mostMegabytes(), before + 256);
+    EXPECT_GT(cv::countNonZero(images.whole), 0) << "the frame is a few pixels of the crop";
+    EXPECT_LT(cv::countNonZero(images.whole), 16);
+}
+
+TEST(ExtractPalm, ScalesTheWholeCutAlsoWhereItLeavesTheFrame) {
+    SeededRandom random;
+    const cv::Mat frame = noise(random, 160, 120);
+    PvaHandPose pose = levelHand(100, 60, 1700, 900);
+    PalmImages images;
+    ASSERT_EQ(extractPalm(frame, kFeatureInput, pose, images), PVA_PLACEMENT_GOOD);
+    const cv::Rect cut = cropRectangle(pose);
+    cv::Mat whole = cv::Mat::zeros(cut.size(), CV_8UC1);
+    frame.copyTo(whole(cv::Rect(-cut.x, -cut.y, frame.cols, frame.rows)));
+    const float angle = uprightAngle(keyPointsInCrop(pose, cut, kCrop), pose.orientation);
+    cv::Mat crop;
+    cv::resize(whole, crop, kCrop, 0, 0, cv::INTER_LINEAR);
+    cv::Mat expected;
+    cv::resize(rotatedUpright(crop, angle), expected, {128, 128}, 0, 0, cv::INTER_LINEAR);
+    EXPECT_TRUE(areEqual(images.whole, expected));
 }
 
 TEST(ExtractPalm, SurvivesAFrameOfOnePixel) {

@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "support/captureOutput.h"
+#include "support/fileTimes.h"
 #include "support/modelContainer.h"
 #include "support/temporaryFolder.h"
 
@@ -55,7 +56,7 @@ std::string textOf(const ModelBuffer& model) {
 }
 
 ModelBuffer someBuffer() {
-    return {{static_cast<std::uint8_t*>(std::malloc(5)), FreeMemory()}, 5};
+    return {{static_cast<std::uint8_t*>(std::malloc(5)), WipeAndFree{5}}, 5};
 }
 
 class ModelFile : public testing::Test {
@@ -187,6 +188,14 @@ TEST_F(ModelFile, OwnersReadTheirFilesSilently) {
               "");
     EXPECT_EQ(textOf(models.net), "net");
     EXPECT_EQ(textOf(models.blobs), "net");
+}
+
+TEST_F(ModelFile, ReadsAFileOfAnyYear) {
+    const std::string path = folder_.write("model", sealedModel("model"));
+    test::stampIn2040(path);
+    ModelBuffer model;
+    EXPECT_TRUE(readModelFile(path, model));
+    EXPECT_EQ(textOf(model), "model");
 }
 
 TEST_F(ModelFile, GivesUpSuccessfullyOnAFileThatGrowsWhileItIsRead) {

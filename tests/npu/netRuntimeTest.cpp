@@ -39,7 +39,7 @@ std::string faultLine(int status) {
 ModelBuffer bufferOf(std::string_view text) {
     auto* bytes = static_cast<std::uint8_t*>(std::malloc(text.size()));
     std::copy(text.begin(), text.end(), bytes);
-    return {{bytes, FreeMemory()}, static_cast<std::uint32_t>(text.size())};
+    return {{bytes, WipeAndFree{text.size()}}, static_cast<std::uint32_t>(text.size())};
 }
 
 std::vector<std::uint8_t> countingBytes(std::size_t count) {

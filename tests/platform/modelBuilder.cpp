@@ -183,12 +183,16 @@ ModelPair TestModel::build() const {
     return pair;
 }
 
-std::string attribute(const std::string& name, int value) {
+std::string attribute(const std::string& name, std::int64_t value) {
     WireWriter writer;
     writer.bytes(1, name);
-    writer.varint(3, static_cast<std::uint64_t>(std::int64_t{value}));
+    writer.varint(3, static_cast<std::uint64_t>(value));
     writer.varint(20, 2);
     return writer.take();
+}
+
+std::string attribute(const std::string& name, int value) {
+    return attribute(name, std::int64_t{value});
 }
 
 std::string attribute(const std::string& name, const Shape& values) {

@@ -59,6 +59,7 @@ struct TestModel {
     ModelPair build() const;
 };
 
+std::string attribute(const std::string& name, std::int64_t value);
 std::string attribute(const std::string& name, int value);
 std::string attribute(const std::string& name, const Shape& values);
 std::string attribute(const std::string& name, float value);

@@ -373,6 +373,11 @@ INSTANTIATE_TEST_SUITE_P(
         Spoil{"JoinedNegativeAxis",
               [](TestModel& m) { setAttributes(m.node("Concat"), {attribute("axis", -3)}); },
               "Concat giving joined: its axis is out of range"},
+        Spoil{"JoinedAxisBeyond32Bits",
+              [](TestModel& m) {
+                  setAttributes(m.node("Concat"), {attribute("axis", (std::int64_t{1} << 32) + 1)});
+              },
+              "Concat giving joined: its axis is out of range"},
         Spoil{"JoinedShapes", [](TestModel& m) { m.node("Concat").inputs[1] = "ap"; },
               "Concat giving joined: its inputs differ in shape"},
         Spoil{"JoinedGap",
@@ -443,6 +448,8 @@ INSTANTIATE_TEST_SUITE_P(
         Spoil{"SliceNegative", [](TestModel& m) { m.tensor("zero").data.assign(8, '\xff'); },
               "Slice giving rows7: a range is empty or negative"},
         Spoil{"SliceAxis", [](TestModel& m) { m.tensor("two").data[0] = 3; },
+              "Slice giving rows7: an axis is out of range"},
+        Spoil{"SliceAxisBeyond32Bits", [](TestModel& m) { m.tensor("two").data[4] = 1; },
               "Slice giving rows7: an axis is out of range"},
         Spoil{"SliceSteps", [](TestModel& m) { m.node("Slice").inputs.push_back("two"); },
               "Slice giving rows7: its steps are not 1"},

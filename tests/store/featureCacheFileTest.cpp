@@ -11,6 +11,7 @@
 
 #include "interposedCalls.h"
 #include "support/captureOutput.h"
+#include "support/scriptedLog.h"
 #include "support/temporaryFolder.h"
 
 namespace brairu::test {
@@ -253,6 +254,32 @@ TEST_F(FeatureCacheFileTest, DestructionFlushesAndClosesTheDescriptor) {
     { const FeatureCacheFile cache = open(); }
     EXPECT_EQ(descriptors(), before);
     EXPECT_THAT(InterposedCalls::get().flushes, ElementsAre(Flush{kFileBytes, MS_SYNC}));
+}
+
+TEST_F(FeatureCacheFileTest, AFileThatWasCutRefusesEverythingEvenIfItGrowsAgain) {
+    FeatureCacheFile cache = open();
+    cache.put(0, record_);
+    std::filesystem::resize_file(path(), kFileBytes - 1);
+    ScriptedLog::clear();
+    EXPECT_FALSE(cache.isMapped());
+    expectRefusal(cache);
+    std::filesystem::resize_file(path(), kFileBytes);
+    expectRefusal(cache);
+    EXPECT_THAT(
+        ScriptedLog::lines(),
+        ElementsAre(LogLine{
+            6, "database", "feature cache file was cut short: not used until the next start\r\n"}));
+    EXPECT_TRUE(cache.reload());
+    EXPECT_TRUE(cache.isMapped());
+    EXPECT_EQ(cache.count(), 1);
+}
+
+TEST_F(FeatureCacheFileTest, ReloadingAFileThatIsTooShortMapsNothing) {
+    FeatureCacheFile cache = open();
+    cache.close();
+    std::filesystem::resize_file(path(), kFileBytes - 1);
+    cache.reload();
+    expectRefusal(cache);
 }
 
 TEST_F(FeatureCacheFileTest, LeavingTheMappingToTheProcessWaitsForNothing) {

@@ -162,6 +162,7 @@ TEST_F(StartupPassTest, CreatesTheTableWithItsExactText) {
 
 TEST_F(StartupPassTest, ARestartFindsEverythingAndRewritesNothing) {
     startWithPalms();
+    restart(1);
     construct();
     InterposedCalls::reset();
     const Output output = run();

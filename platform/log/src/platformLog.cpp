@@ -23,6 +23,7 @@ constexpr std::size_t kLineBytesMax = 4096;
 
 /// The least priority that is written: a number or a name; everything when it is neither.
 int leastPriority() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): hosts set their environment before they start threads
     const char* text = std::getenv("BRAIRU_LOG_LEVEL");
     if (text == nullptr)
         return kVerbose;

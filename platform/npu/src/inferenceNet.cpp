@@ -67,6 +67,7 @@ void InferenceNet::tryOut() {
     std::vector<const std::uint8_t*> pixels;
     for (const Input& input : inputs_)
         images.emplace_back(input.bytes, kTrialGrey);
+    pixels.reserve(images.size());
     for (const auto& image : images)
         pixels.push_back(image.data());
     run(pixels);

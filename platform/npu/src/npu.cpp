@@ -26,7 +26,7 @@ Handles& handles() {
 /// error. Memory may be what ran out, so none is taken.
 void report(const char* kind, const char* reason) {
     const auto length = static_cast<int>(std::strcspn(reason, "\n"));
-    std::fprintf(stderr, "brairu_npu: %s%.*s\n", kind, length, reason);
+    (void)std::fprintf(stderr, "brairu_npu: %s%.*s\n", kind, length, reason);
 }
 
 /// Runs one operation at the C boundary: what it throws is a failure.
@@ -138,6 +138,7 @@ void listOutputs(Graph& graph, vx_context context, NetOutputBlobList& outputs,
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the stack's own declaration
 vx_status LoadNetModelFromMem(const void* buffer, uint32_t bytes, uint32_t* flag, NetModel* model) {
     if (model == nullptr)
         return VX_FAILURE;

@@ -17,6 +17,7 @@ int scopesAlive = 0;
 int hostThreads = 0;
 
 int wantedThreads() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): hosts set their environment before they start threads
     const char* text = std::getenv("BRAIRU_NPU_THREADS");
     if (text == nullptr)
         return 1;

@@ -43,10 +43,16 @@ extern const SearchKernel kAvx512VnniKernel;
 extern const SearchKernel kNeonKernel;
 extern const SearchKernel kDotProductKernel;
 
+// Addresses as numbers: a null record has none beside it, and fetching it does no harm.
+static inline void prefetchAt(const std::int8_t* record, std::size_t offset) {
+    const auto first = reinterpret_cast<std::uintptr_t>(record);
+    __builtin_prefetch(reinterpret_cast<const void*>(first + offset));
+}
+
 static inline void prefetchRecord(const std::int8_t* record, std::size_t length) {
     constexpr std::size_t kCacheLine = 64;
     for (std::size_t offset = 0; offset < length; offset += kCacheLine) {
-        __builtin_prefetch(record + offset);
+        prefetchAt(record, offset);
     }
 }
 

@@ -11,7 +11,7 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
     brairu_add_kernel(avx2.cpp -mavx2)
     # g++ warns of its own header of these instructions.
     brairu_add_kernel(avx512Vnni.cpp -mavx512f -mavx512bw -mavx512vnni
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-uninitialized -Wno-maybe-uninitialized>)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
     set(kernels neon dotproduct)
     brairu_add_kernel(neon.cpp)

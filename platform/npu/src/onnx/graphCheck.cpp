@@ -20,7 +20,7 @@ constexpr std::int64_t kTotalElementsMax = std::int64_t{1} << 28;
 
 class GraphChecker {
 public:
-    void check(const Model& model) {
+    GraphCost check(const Model& model) {
         for (const ValueInfo& input : model.inputs)
             addInput(input);
         for (const ConstantTensor& constant : model.constants)
@@ -31,6 +31,7 @@ public:
                 "the number of outputs is out of range");
         for (const ValueInfo& output : model.outputs)
             checkOutput(output);
+        return cost_;
     }
 
 private:
@@ -89,9 +90,10 @@ private:
     }
 
     void charge(const Value& result) {
-        work_ += result.work;
-        elements_ += elementCount(result.dims, kElementsMax);
-        require(work_ <= kWorkMax && elements_ <= kTotalElementsMax, "the network is too large");
+        cost_.work += result.work;
+        cost_.elements += elementCount(result.dims, kElementsMax);
+        require(cost_.work <= kWorkMax && cost_.elements <= kTotalElementsMax,
+                "the network is too large");
     }
 
     /// The inference engine keeps signed bytes only for a result whose parameters are named so.
@@ -114,14 +116,13 @@ private:
     }
 
     std::map<std::string_view, Value> values_;
-    std::int64_t work_ = 0;
-    std::int64_t elements_ = 0;
+    GraphCost cost_;
 };
 
 }  // namespace
 
-void checkGraph(const Model& model) {
-    GraphChecker().check(model);
+GraphCost checkGraph(const Model& model) {
+    return GraphChecker().check(model);
 }
 
 }  // namespace brairu::npu

@@ -225,11 +225,16 @@ Value division(NodeView& node) {
     return activationOf(node.activation(0).dims);
 }
 
+/// An axis behind the batch's. Compared before it is cut to the width of a size.
+bool isInnerAxis(std::int64_t axis, const Dims& dims) {
+    return axis > 0 && axis < static_cast<std::int64_t>(dims.size());
+}
+
 Value concatenation(NodeView& node) {
     node.requireInputs(1, kInputsMax);
     Dims joined = node.activation(0).dims;
     const std::int64_t axis = node.integer("axis", 0);
-    require(axis > 0 && static_cast<std::size_t>(axis) < joined.size(), "its axis is out of range");
+    require(isInnerAxis(axis, joined), "its axis is out of range");
     const auto along = static_cast<std::size_t>(axis);
     for (std::size_t i = 1; i < node.node().inputs.size(); ++i) {
         const bool constant = isConstant(node.value(i));
@@ -246,7 +251,7 @@ Value concatenation(NodeView& node) {
 }
 
 void cut(Dims& dims, std::int64_t axis, std::int64_t start, std::int64_t end) {
-    require(axis > 0 && static_cast<std::size_t>(axis) < dims.size(), "an axis is out of range");
+    require(isInnerAxis(axis, dims), "an axis is out of range");
     std::int64_t& side = dims[static_cast<std::size_t>(axis)];
     require(start >= 0 && start < end && start < side, "a range is empty or negative");
     side = std::min(end, side) - start;

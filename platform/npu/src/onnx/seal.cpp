@@ -10,7 +10,7 @@ namespace brairu::npu {
 
 namespace {
 
-constexpr std::size_t kSealBytes = 2 * crypto_hash_sha256_BYTES;
+constexpr std::size_t kSealBytes = std::size_t{2} * crypto_hash_sha256_BYTES;
 
 }  // namespace
 

@@ -1,0 +1,41 @@
+#include "store/changeNote.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "utils/fileDescriptor.h"
+#include "utils/folderSync.h"
+
+namespace brairu {
+namespace {
+
+constexpr mode_t kFileMode = 0666;
+
+}  // namespace
+
+ChangeNote::ChangeNote(std::string path)
+    : path_(std::move(path)), found_(::access(path_.c_str(), F_OK) == 0) {}
+
+// A note that was found need not be on the disk yet: its process may have been killed before.
+void ChangeNote::leave() {
+    if (left_) {
+        return;
+    }
+    const FileDescriptor fd(::open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, kFileMode));
+    left_ = fd.isOpen();
+    if (left_) {
+        ::fsync(fd.get());
+        syncFolderOf(path_);
+    }
+}
+
+void ChangeNote::withdraw() {
+    if (::unlink(path_.c_str()) == 0) {
+        found_ = false;
+        left_ = false;
+    }
+}
+
+}  // namespace brairu

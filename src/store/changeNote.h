@@ -1,0 +1,30 @@
+// The note that a process leaves beside the feature cache before it changes the cache. The pages of
+// a mapping reach the disk in no order, so after a power cut the cache may hold as many palms as
+// the table and yet not the same ones. A start that finds the note compares every slot.
+#pragma once
+
+#include <string>
+
+namespace brairu {
+
+class ChangeNote {
+public:
+    explicit ChangeNote(std::string path);
+
+    // Whether an earlier process left the note and nobody has withdrawn it.
+    bool wasFound() const { return found_; }
+
+    // Before the first change: leaves the note, so that it outlives a power cut from here on. Where
+    // the file cannot be made it is tried again at the next call.
+    void leave();
+
+    // Once the cache is known to be right and is on the disk.
+    void withdraw();
+
+private:
+    std::string path_;
+    bool found_;
+    bool left_ = false;
+};
+
+}  // namespace brairu

@@ -1,0 +1,252 @@
+#include "store/changeNote.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "storeTest.h"
+
+namespace brairu::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kRebuild = "######### pva search rebuild ############\r\n";
+constexpr const char* kReady = "pva search init succ\r\n";
+constexpr std::size_t kCacheBytes = 5130000;
+
+// ---- The note itself
+
+TEST(ChangeNoteTest, IsFoundByTheNextOneAndNotByTheOneThatLeftIt) {
+    const TemporaryFolder folder;
+    ChangeNote first(folder.file("note"));
+    EXPECT_FALSE(first.wasFound());
+    first.leave();
+    EXPECT_FALSE(first.wasFound());
+    EXPECT_TRUE(ChangeNote(folder.file("note")).wasFound());
+}
+
+TEST(ChangeNoteTest, IsGoneOnceWithdrawnAndCanBeLeftAgain) {
+    const TemporaryFolder folder;
+    folder.write("note", "");
+    ChangeNote note(folder.file("note"));
+    note.withdraw();
+    EXPECT_FALSE(note.wasFound());
+    EXPECT_FALSE(std::filesystem::exists(folder.file("note")));
+    note.leave();
+    EXPECT_TRUE(std::filesystem::exists(folder.file("note")));
+}
+
+TEST(ChangeNoteTest, IsTriedAgainWhereItCouldNotBeLeft) {
+    const TemporaryFolder folder;
+    ChangeNote note(folder.file("later/note"));
+    note.leave();
+    std::filesystem::create_directory(folder.file("later"));
+    note.leave();
+    EXPECT_TRUE(std::filesystem::exists(folder.file("later/note")));
+}
+
+TEST(ChangeNoteTest, StaysFoundWhereItCannotBeTakenAway) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.file("note"));
+    ChangeNote note(folder.file("note"));
+    note.withdraw();
+    EXPECT_TRUE(note.wasFound());
+}
+
+// ---- The store's use of it
+
+class ChangedCacheTest : public StoreTest {
+protected:
+    bool hasNote() const { return std::filesystem::exists(notePath()); }
+    std::string notePath() const { return cachePath() + ".changed"; }
+    void removeNote() const { std::filesystem::remove(notePath()); }
+
+    // Palms 1 and 2 with the rows that belong to them.
+    void startWithPalms(int centres = 1) {
+        start(centres);
+        for (const int palm : {1, 2}) {
+            ASSERT_TRUE(store().insertPalm(keyOf(1, palm), rowWith(palm, centres)));
+        }
+        takeLog();
+    }
+    static Bytes rowWith(int seed, int centres) {
+        Bytes row;
+        for (int index = 0; index < centres; ++index) {
+            const Bytes one = templateOf(10 * seed + index);
+            row.insert(row.end(), one.begin(), one.end());
+        }
+        return row;
+    }
+    // What a power cut may do: the number stays, the content does not.
+    void spoil(int slot) const {
+        const auto capacity = static_cast<std::uint32_t>(kMirroredPalms * centres_);
+        FeatureCacheFile(cachePath(), capacity, kBlockBytes)
+            .put(slot, std::vector<std::int8_t>(kBlockBytes, 1));
+    }
+    // The flag of one slot, set where that of another was.
+    void misplace(int from, int to) const {
+        const auto capacity = static_cast<std::uint32_t>(kMirroredPalms * centres_);
+        FeatureCacheFile cache(cachePath(), capacity, kBlockBytes);
+        cache.remove(from);
+        cache.put(to, std::vector<std::int8_t>(kBlockBytes, 1));
+    }
+};
+
+TEST_F(ChangedCacheTest, AStartThatChangesNothingLeavesNoNote) {
+    start();
+    EXPECT_FALSE(hasNote());
+    EXPECT_FALSE(store().removePalm(1, 1));
+    EXPECT_FALSE(hasNote());
+}
+
+TEST_F(ChangedCacheTest, TheFirstChangeLeavesTheNoteAndItOutlivesTheProcess) {
+    startWithPalms();
+    EXPECT_TRUE(hasNote());
+    store_.reset();
+    EXPECT_TRUE(hasNote());
+}
+
+TEST_F(ChangedCacheTest, EveryKindOfChangeLeavesTheNote) {
+    const std::array<std::uint8_t, kTemplateBytes> learned{};
+    const std::vector<std::function<void()>> changes{
+        [&] { store().replaceByKey(keyOf(1, 1), templateOf(3)); },
+        [&] { store().writeTemplate(1, 0, learned); },
+        [&] { store().removePalm(1, 2); },
+        [&] { store().wipeAll(); },
+        [&] { store().enrolPalm(keyOf(2, 1), templateOf(4)); },
+    };
+    startWithPalms();
+    for (const auto& change : changes) {
+        start();
+        ASSERT_FALSE(hasNote());
+        change();
+        EXPECT_TRUE(hasNote());
+    }
+}
+
+TEST_F(ChangedCacheTest, ARebuildAndAChangedLayoutLeaveTheNote) {
+    startWithPalms();
+    start();
+    store_.reset();
+    std::filesystem::remove(cachePath());
+    start();
+    EXPECT_TRUE(hasNote());
+    start();
+    EXPECT_FALSE(hasNote());
+    construct(3);
+    EXPECT_TRUE(hasNote());
+}
+
+TEST_F(ChangedCacheTest, AFoundNoteIsTakenAwayOnceTheCacheIsRightAndOnTheDisk) {
+    startWithPalms();
+    construct();
+    InterposedCalls::reset();
+    bool notedAtFlush = false;
+    InterposedCalls::get().beforeStep = [&](sqlite3_stmt*) { notedAtFlush = hasNote(); };
+    store().runStartupPass();
+    EXPECT_TRUE(notedAtFlush);
+    EXPECT_THAT(InterposedCalls::get().flushes, ElementsAre(Flush{kCacheBytes, MS_SYNC}));
+    EXPECT_FALSE(hasNote());
+    EXPECT_THAT(takeLog(), ElementsAre(kReady));
+}
+
+TEST_F(ChangedCacheTest, WithANoteEveryContentThatDiffersIsRebuilt) {
+    for (const int centres : {1, 3}) {
+        for (const int slot : {0, 2 * centres - 1}) {
+            startWithPalms(centres);
+            store_.reset();
+            spoil(slot);
+            start(centres);
+            EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady)) << slot;
+            EXPECT_EQ(recordOf(0), searchBlockOf(templateOf(10)));
+            EXPECT_EQ(recordOf(2 * centres - 1), searchBlockOf(templateOf(20 + centres - 1)));
+            EXPECT_FALSE(hasNote());
+            ASSERT_TRUE(store().wipeAll());
+        }
+    }
+}
+
+TEST_F(ChangedCacheTest, WithANoteASlotOfNoPalmIsFreed) {
+    startWithPalms();
+    store_.reset();
+    misplace(1, 7);
+    start();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+    EXPECT_THAT(occupiedSlots(), ElementsAre(0, 1));
+}
+
+TEST_F(ChangedCacheTest, WithoutANoteTheNumberIsTrusted) {
+    startWithPalms();
+    store_.reset();
+    spoil(1);
+    removeNote();
+    start();
+    EXPECT_THAT(takeLog(), ElementsAre(kReady));
+    EXPECT_EQ(recordOf(1), std::vector<std::int8_t>(kBlockBytes, 1));
+}
+
+TEST_F(ChangedCacheTest, ARepeatedPassDoesNotCompare) {
+    startWithPalms();
+    start();
+    spoil(1);
+    store().runStartupPass();
+    EXPECT_THAT(takeLog(), ElementsAre(kReady, kReady));
+}
+
+TEST_F(ChangedCacheTest, APassThatCannotReadTheTableLeavesTheDoubtToTheNext) {
+    startWithPalms();
+    store_.reset();
+    spoil(1);
+    construct();
+    {
+        auto other = database();
+        other.run("BEGIN EXCLUSIVE;");
+        store().runStartupPass();
+        EXPECT_TRUE(hasNote());
+        EXPECT_THAT(takeLog(), IsEmpty());
+    }
+    store().runStartupPass();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+    EXPECT_FALSE(hasNote());
+}
+
+TEST_F(ChangedCacheTest, ARebuildThatBreaksOffLeavesTheDoubtToTheNextPass) {
+    startWithPalms();
+    store_.reset();
+    spoil(0);
+    construct();
+    InterposedCalls::get().beforeStep = [steps = 0](sqlite3_stmt* statement) mutable {
+        if (isRunOf("SELECT id, vector_data FROM userInfo;", statement) && ++steps == 5) {
+            sqlite3_interrupt(sqlite3_db_handle(statement));
+        }
+    };
+    store().runStartupPass();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild));
+    EXPECT_TRUE(hasNote());
+    InterposedCalls::get().beforeStep = nullptr;
+    store().runStartupPass();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+    EXPECT_FALSE(hasNote());
+}
+
+TEST_F(ChangedCacheTest, ANoteThatCannotBeLeftStopsNothing) {
+    std::filesystem::create_directory(folder_.file("palms.bin.changed"));
+    startWithPalms();
+    EXPECT_THAT(occupiedSlots(), ElementsAre(0, 1));
+    EXPECT_EQ(database().blob(2), templateOf(20));
+}
+
+TEST_F(ChangedCacheTest, TheNoteLiesBesideTheFileOfTheRewrittenName) {
+    config_["database"]["search_index_path"] = folder_.file("old.usearch");
+    start();
+    ASSERT_TRUE(store().insertPalm(keyOf(1, 1), templateOf(1)));
+    EXPECT_TRUE(std::filesystem::exists(folder_.file("old.bin.changed")));
+}
+
+}  // namespace
+}  // namespace brairu::test
