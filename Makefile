@@ -2,7 +2,7 @@
 
 RELEASE = build/release
 
-.PHONY: build demo test models board threads clean
+.PHONY: build demo test models bench board arm threads powercuts faults clean
 
 build: packages
 	cmake --preset release -DBRAIRU_TESTS=OFF
@@ -20,18 +20,70 @@ test: packages
 models: build
 	training/make-models.sh
 
+# The library against its peers, in one table of ratios and one picture.
+bench: packages
+	bench/runBench.sh
+
 # The library against the headers of a board's libraries alone.
 board: packages
 	cmake/checkBoardBuild.sh
 
-# The library under clang's thread-safety analysis.
+# Everything for 32-bit and 64-bit ARM, tested under an emulator.
+arm:
+	cmake/arm/test.sh
+
+# The library under clang's thread-safety analysis, and the proof that it misses no lock.
 threads: packages
 	cmake --preset clang
 	cmake --build --preset clang --target brairu_core
+	cmake/checkLocks.sh build/clang
+
+# Every test under the address and undefined-behaviour sanitizers, the concurrent ones under the
+# thread sanitizer.
+.PHONY: sanitize
+sanitize: packages
+	cmake --preset asan
+	cmake --build --preset asan
+	ctest --preset asan
+	cmake --preset tsan
+	cmake --build --preset tsan --target concurrency_tests
+	ctest --preset tsan
+
+# Every call below the library fails, on each of its uses; prints how many were tried.
+faults: packages
+	cmake --preset release -DBRAIRU_TESTS=ON
+	cmake --build --preset release --target nth_failure_tests fault_tests
+	$(RELEASE)/tests/faults/fault_tests
+	BRAIRU_FAULTS=all $(RELEASE)/tests/faults/nth_failure_tests
 
 .PHONY: packages
 packages:
 	cmake/installPackages.sh
+
+# clang-tidy over src/ and platform/, or over the files that FILES, a regular expression, fits.
+.PHONY: tidy
+tidy: packages
+	cmake/checkTidy.sh $(FILES)
+
+# The lines and branches of src/ that the tests reach; too few lines are a failure.
+.PHONY: coverage
+coverage: packages
+	cmake/measureCoverage.sh
+
+# 200,000 calls of everything, or CALLS: results are checked, and what the process holds stays level.
+.PHONY: soak
+soak: packages
+	cmake --preset release -DBRAIRU_TESTS=ON
+	cmake --build --preset release --target brairu_soak
+	$(RELEASE)/tests/soak/brairu_soak $(CALLS)
+
+# Every fuzz target for FUZZ_SECONDS, 60 unless set; TARGETS names some of them.
+.PHONY: fuzz
+fuzz:
+	cmake/installPackages.sh libclang-rt-14-dev llvm
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+	tests/fuzz/run.sh build/fuzz $(TARGETS)
 
 clean:
 	rm -rf build

@@ -1,0 +1,61 @@
+#!/bin/sh
+# Builds everything for both boards' architectures and runs the tests under qemu-user. Ends with a
+# line for each, and fails if one of them failed. Names on the command line choose architectures.
+set -eu
+cd "$(dirname "$0")/../.."
+
+architectures=${*:-armhf arm64}
+summary=build/arm/summary
+
+# An emulated network takes seconds a frame: of the tests that run some, these stand for the others.
+network_tests='^(CrossArchitecture|EndToEnd\.RecognisesAPalmInANewProcess$)'
+
+if command -v ccache > /dev/null; then
+    export CMAKE_C_COMPILER_LAUNCHER="${CMAKE_C_COMPILER_LAUNCHER:-ccache}"
+    export CMAKE_CXX_COMPILER_LAUNCHER="${CMAKE_CXX_COMPILER_LAUNCHER:-ccache}"
+fi
+
+# Runs a step and notes how long it took.
+step() {
+    name=$1
+    shift
+    begin=$(date +%s)
+    "$@" || { echo "$architecture: $name failed" >> $summary; return 1; }
+    times="$times, $name $(($(date +%s) - begin)) s"
+}
+
+# ctest with the given selection; of its output only what is not about a passed test.
+passes() {
+    log=build/arm/$architecture.log
+    result=0
+    ctest --parallel "$(nproc)" --no-tests=error --output-on-failure "$@" > "$log" 2>&1 || result=1
+    grep -vE ' Start +[0-9]+:| +Passed +[0-9.]+ sec$' "$log" || true
+    count=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
+    ran=$((ran + ${count:-0}))
+    return $result
+}
+
+run_tests() {
+    passes --preset "$architecture" &&
+        passes --test-dir "build/arm/$architecture" --tests-regex "$network_tests"
+}
+
+test_architecture() {
+    times=
+    ran=0
+    step sysroot cmake/arm/makeSysroot.sh "$architecture" &&
+        step configure cmake --preset "$architecture" &&
+        step build cmake --build --preset "$architecture" &&
+        step tests run_tests &&
+        echo "$architecture: $ran tests passed$times" >> $summary
+}
+
+cmake/installPackages.sh g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user mmdebstrap
+mkdir -p build/arm
+: > $summary
+status=0
+for architecture in $architectures; do
+    test_architecture || status=1
+done
+cat $summary
+exit $status
