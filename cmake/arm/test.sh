@@ -35,9 +35,21 @@ passes() {
     return $result
 }
 
+# The search kernels once more on a processor that has the instructions of all of them.
+run_kernel_tests() {
+    case $architecture in
+        armhf) emulator=qemu-arm ;;
+        arm64) emulator=qemu-aarch64 ;;
+    esac
+    BRAIRU_TEST_EVERY_KERNEL=1 "$emulator" -L "build/arm/sysroot-$architecture" -cpu max \
+        "build/arm/$architecture/tests/match/match_tests" --gtest_filter='*KernelTest*' \
+        --gtest_brief=1
+}
+
 run_tests() {
     passes --preset "$architecture" &&
-        passes --test-dir "build/arm/$architecture" --tests-regex "$network_tests"
+        passes --test-dir "build/arm/$architecture" --tests-regex "$network_tests" &&
+        run_kernel_tests
 }
 
 test_architecture() {

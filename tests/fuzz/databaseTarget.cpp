@@ -1,6 +1,8 @@
 // A template database of any bytes: start, reads, search, additions, removal, a second start.
 //
 // Input: a byte that chooses the number of centres, then the database file.
+#include <sqlite3.h>
+
 #include <array>
 
 #include "byteSource.h"
@@ -58,12 +60,34 @@ void search(TemplateStore& store) {
     claim(!found || (index >= 0 && index < store.centreCount()), "a match names its template");
 }
 
-void change(TemplateStore& store) {
+// The first value that a query gives, as text.
+std::string answerOf(const std::string& path, const char* sql) {
+    sqlite3* database = nullptr;
+    sqlite3_stmt* query = nullptr;
+    sqlite3_open(path.c_str(), &database);
+    sqlite3_prepare_v2(database, sql, -1, &query, nullptr);
+    std::string answer;
+    if (sqlite3_step(query) == SQLITE_ROW) {
+        const unsigned char* text = sqlite3_column_text(query, 0);
+        answer = text == nullptr ? "" : reinterpret_cast<const char*>(text);
+    }
+    sqlite3_finalize(query);
+    sqlite3_close(database);
+    return answer;
+}
+
+// Undamaged, and without triggers: SQLite then keeps what it has accepted.
+bool isSound(const std::string& path) {
+    return answerOf(path, "PRAGMA integrity_check;") == "ok" &&
+           answerOf(path, "SELECT COUNT(*) FROM sqlite_master WHERE type <> 'table';") == "0";
+}
+
+void change(TemplateStore& store, bool sound) {
     const std::vector<std::uint8_t> row(
         static_cast<std::size_t>(store.centreCount()) * kTemplateBytes, 1);
     const std::array<std::uint8_t, kTemplateBytes> one{};
     const bool inserted = store.insertPalm(kKey, row);
-    claim(!inserted || store.existsKey(kKey), "what was added is there");
+    claim(!inserted || !sound || store.existsKey(kKey), "what was added is there");
     search(store);
     store.replaceByKey(kKey, row);
     store.writeTemplate(1, 0, one);
@@ -74,13 +98,13 @@ void change(TemplateStore& store) {
     }
 }
 
-void startAndUse(const ConfigDocument& settings, bool wipes) {
+void startAndUse(const ConfigDocument& settings, const std::string& path, bool wipes) {
     fuzz::ShortLivedStore shortLived(settings);
     TemplateStore& store = *shortLived;
     store.runStartupPass();
     readEverything(store);
     search(store);
-    change(store);
+    change(store, isSound(path));
     if (wipes && store.wipeAll()) {
         claim(store.palmCount() == 0 && !store.existsKey(kKey), "a wipe leaves nothing");
     }
@@ -95,7 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ByteSource source(data, size);
     const int choice = source.number<std::uint8_t>();
     files.writeDatabase(fuzz::textOf(source.takeRest()));
-    startAndUse(files.settings(1 + choice % 3), choice >= 128);
+    startAndUse(files.settings(1 + choice % 3), files.databasePath(), choice >= 128);
     files.remove();
     test::ScriptedLog::clear();
     return 0;

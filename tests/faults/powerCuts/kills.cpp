@@ -55,7 +55,7 @@ void dieIn(std::int64_t nanoseconds) {
     timer_t timer{};
     itimerspec when{};
     when.it_value.tv_sec = nanoseconds / 1'000'000'000;
-    when.it_value.tv_nsec = nanoseconds % 1'000'000'000 + 1;
+    when.it_value.tv_nsec = static_cast<long>(nanoseconds % 1'000'000'000 + 1);
     if (::timer_create(CLOCK_MONOTONIC, &event, &timer) != 0 ||
         ::timer_settime(timer, 0, &when, nullptr) != 0) {
         throw std::runtime_error("no timer");

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kUsualKills = 4000;
 constexpr int kUsualCuts = 6000;
-constexpr int kCutsPerHundredMoments = 150;
+constexpr int kCutsPerHundredMoments = 30;
 
 int countAt(const Tally& tally, const char* what) {
     const auto found = tally.at.find(what);
