@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kBatch = 16;
 
 struct Batch {
-    std::array<std::int32_t, kBatch> slots;
+    std::array<std::int32_t, kBatch> slots{};
     std::array<const std::int8_t*, kBatch> records{};
     std::size_t count = 0;
 };
@@ -68,14 +68,9 @@ public:
     }
 
     // Slots have to come in increasing order.
-    void offer(const Batch& batch, const std::array<RecordSums, kBatch>& sums) {
-        if (!mayAnyRank(sums)) {
-            return;
-        }
-        for (std::size_t i = 0; i < batch.count; ++i) {
-            if (mayRank(sums[i])) {
-                offer({batch.slots[i], similarityOfSums(probeSquares_, sums[i].ss, sums[i].ps)});
-            }
+    void offer(std::int32_t slot, const RecordSums& sums) {
+        if (mayRank(sums)) {
+            offer({slot, similarityOfSums(probeSquares_, sums.ss, sums.ps)});
         }
     }
 
@@ -90,15 +85,6 @@ private:
     bool mayRank(const RecordSums& sums) const {
         const double ps = sums.ps;
         return ps * std::fabs(ps) >= leastSquare_ * sums.ss;
-    }
-
-    // Free of branches, so that the compiler looks at several records at a time.
-    bool mayAnyRank(const std::array<RecordSums, kBatch>& sums) const {
-        int may = 0;
-        for (const RecordSums& each : sums) {
-            may |= static_cast<int>(mayRank(each));
-        }
-        return may != 0;
     }
 
     void offer(SearchHit hit) {
@@ -156,7 +142,9 @@ std::vector<SearchHit> searchTopK(const FeatureCacheFile& cache, std::span<const
         slots.fill(upcoming);
         kernel.sumRecords(view, current.records.data(), upcoming.records.data(), current.count,
                           sums.data());
-        best.offer(current, sums);
+        for (std::size_t i = 0; i < current.count; ++i) {
+            best.offer(current.slots[i], sums[i]);
+        }
     }
     return std::move(best).ranked();
 }

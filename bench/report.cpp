@@ -1,0 +1,139 @@
+#include "report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <stdexcept>
+
+namespace brairu::bench {
+namespace {
+
+std::optional<double> timeOf(const Times& times, const std::string& name) {
+    const auto found = times.find(name);
+    return found == times.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<double> ratioOf(const Row& row, const Times& times) {
+    const auto ours = timeOf(times, row.ours);
+    const auto peer = timeOf(times, row.peer);
+    return ours && peer ? std::optional(*peer / *ours) : std::nullopt;
+}
+
+bool isMissed(const Row& row, const Times& times) {
+    const auto ratio = ratioOf(row, times);
+    return ratio && *ratio < row.goal;
+}
+
+std::string formatted(const char* format, double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+std::string timeText(std::optional<double> nanoseconds) {
+    constexpr double kMicrosecond = 1e3;
+    constexpr double kMillisecond = 1e6;
+    if (!nanoseconds) {
+        return "-";
+    }
+    return *nanoseconds < kMillisecond ? formatted("%.1f us", *nanoseconds / kMicrosecond)
+                                       : formatted("%.2f ms", *nanoseconds / kMillisecond);
+}
+
+const std::string& absenceOf(const Suite& suite, const std::string& name) {
+    return std::ranges::find(suite.measurements, name, &Measurement::name)->absence;
+}
+
+std::string verdict(const Suite& suite, const Row& row, const Times& times) {
+    if (!timeOf(times, row.ours)) {
+        return "not run: " + absenceOf(suite, row.ours);
+    }
+    if (!timeOf(times, row.peer)) {
+        return "not run: " + absenceOf(suite, row.peer);
+    }
+    if (row.goal == 0.0) {
+        return "-";
+    }
+    return isMissed(row, times) ? "no" : "yes";
+}
+
+void printRow(const Suite& suite, const Row& row, const Times& times) {
+    const auto ratio = ratioOf(row, times);
+    std::printf("| %-58s | %8s | %9s | %5s | %4s | %s |\n", row.title.c_str(),
+                timeText(timeOf(times, row.ours)).c_str(),
+                timeText(timeOf(times, row.peer)).c_str(),
+                (ratio ? formatted("%.2f", *ratio) : "-").c_str(),
+                (row.goal > 0.0 ? formatted("%.2f", row.goal) : "-").c_str(),
+                verdict(suite, row, times).c_str());
+}
+
+void printGrowthPoint(const GrowthPoint& point, const Times& times) {
+    const auto perRecord = [&](const std::string& name) {
+        const auto time = timeOf(times, name);
+        return time ? formatted("%.1f", *time / point.records) : "-";
+    };
+    std::printf("| %9d | %8s | %6s | %10s |\n", point.records,
+                timeText(timeOf(times, point.ours)).c_str(), perRecord(point.ours).c_str(),
+                perRecord(point.stream).c_str());
+}
+
+nlohmann::json numberOrNull(std::optional<double> value) {
+    return value ? nlohmann::json(*value) : nlohmann::json();
+}
+
+nlohmann::json rowsAsJson(const Suite& suite, const Times& times) {
+    nlohmann::json rows = nlohmann::json::array();
+    for (const Row& row : suite.rows) {
+        rows.push_back({{"title", row.title},
+                        {"ours", row.ours},
+                        {"peer", row.peer},
+                        {"ratio", numberOrNull(ratioOf(row, times))},
+                        {"goal", row.goal},
+                        {"reached", verdict(suite, row, times)}});
+    }
+    return rows;
+}
+
+nlohmann::json growthAsJson(const Suite& suite, const Times& times) {
+    nlohmann::json points = nlohmann::json::array();
+    for (const GrowthPoint& point : suite.growth) {
+        points.push_back({{"records", point.records},
+                          {"ours", numberOrNull(timeOf(times, point.ours))},
+                          {"threeSums", numberOrNull(timeOf(times, point.threeSums))},
+                          {"stream", numberOrNull(timeOf(times, point.stream))}});
+    }
+    return points;
+}
+
+}  // namespace
+
+int printReport(const Suite& suite, const Times& times) {
+    std::printf("\n| %-58s | %8s | %9s | %5s | %4s | reached |\n", "against", "ours", "the other",
+                "ratio", "goal");
+    std::printf("|---|---:|---:|---:|---:|---|\n");
+    for (const Row& row : suite.rows) {
+        printRow(suite, row, times);
+    }
+    std::printf("\n| %9s | %8s | %6s | %10s |\n|---:|---:|---:|---:|\n", "records", "a search",
+                "ns/rec", "limit ns/r");
+    for (const GrowthPoint& point : suite.growth) {
+        printGrowthPoint(point, times);
+    }
+    return static_cast<int>(
+        std::ranges::count_if(suite.rows, [&](const Row& row) { return isMissed(row, times); }));
+}
+
+void writeResults(const Suite& suite, const Times& times, const std::string& path) {
+    const nlohmann::json results{{"nanoseconds", times},
+                                 {"rows", rowsAsJson(suite, times)},
+                                 {"growth", growthAsJson(suite, times)}};
+    std::ofstream file(path);
+    file << results.dump(2) << '\n';
+    if (!file.flush()) {
+        throw std::runtime_error("cannot write " + path);
+    }
+}
+
+}  // namespace brairu::bench

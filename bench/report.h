@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "suite.h"
+
+namespace brairu::bench {
+
+// Prints the table of ratios as Markdown, and below it the growth. Returns the number of goals that
+// were missed; a row that could not be run misses none.
+int printReport(const Suite& suite, const Times& times);
+
+// Writes times, rows and growth as JSON. Throws std::runtime_error if it cannot.
+void writeResults(const Suite& suite, const Times& times, const std::string& path);
+
+}  // namespace brairu::bench

@@ -1,0 +1,97 @@
+#include "runner.h"
+
+#include <benchmark/benchmark.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+namespace brairu::bench {
+namespace {
+
+using Samples = std::map<std::string, std::vector<double>>;
+
+// Collects what Google Benchmark would print.
+class Collector : public benchmark::BenchmarkReporter {
+public:
+    bool ReportContext(const Context&) override { return true; }
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.run_type == Run::RT_Iteration) {
+                samples_[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+            }
+        }
+    }
+
+    const Samples& samples() const { return samples_; }
+
+private:
+    Samples samples_;
+};
+
+void registerMeasurement(const Measurement& measurement) {
+    benchmark::RegisterBenchmark(measurement.name.c_str(),
+                                 [once = measurement.once](benchmark::State& state) {
+                                     for ([[maybe_unused]] auto _ : state) {
+                                         once();
+                                     }
+                                 });
+}
+
+void initialize(const std::vector<std::string>& options) {
+    std::vector<std::string> words{"brairu-bench", "--benchmark_repetitions=11",
+                                   "--benchmark_min_time=0.1",
+                                   "--benchmark_enable_random_interleaving=true"};
+    words.insert(words.end(), options.begin(), options.end());
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    auto count = static_cast<int>(pointers.size());
+    benchmark::Initialize(&count, pointers.data());
+}
+
+double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+}  // namespace
+
+int pinToOneCore() {
+    cpu_set_t cores;
+    if (::sched_getaffinity(0, sizeof cores, &cores) != 0) {
+        throw std::system_error(errno, std::generic_category(), "sched_getaffinity");
+    }
+    int core = CPU_SETSIZE - 1;
+    while (core > 0 && !CPU_ISSET(core, &cores)) {
+        --core;
+    }
+    CPU_ZERO(&cores);
+    CPU_SET(core, &cores);
+    if (::sched_setaffinity(0, sizeof cores, &cores) != 0) {
+        throw std::system_error(errno, std::generic_category(), "sched_setaffinity");
+    }
+    return core;
+}
+
+Times timeAll(const Suite& suite, const std::vector<std::string>& options) {
+    initialize(options);
+    for (const Measurement& measurement : suite.measurements) {
+        if (measurement.once) {
+            registerMeasurement(measurement);
+        }
+    }
+    Collector collector;
+    benchmark::RunSpecifiedBenchmarks(&collector);
+    Times times;
+    for (const auto& [name, samples] : collector.samples()) {
+        times[name] = median(samples);
+    }
+    return times;
+}
+
+}  // namespace brairu::bench

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <filesystem>
+
+#include "suite.h"
+
+namespace brairu::bench {
+
+// The 1:N search against its peers and its growth, over galleries whose files are made in the
+// folder. Throws std::runtime_error if a peer does not find the same best record.
+void addSearch(Suite& suite, const std::filesystem::path& folder);
+
+}  // namespace brairu::bench

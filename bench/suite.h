@@ -1,0 +1,43 @@
+// What is timed, and what is compared with what. A new row is a measurement of ours, one of what it
+// is held against, and a line that names both.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace brairu::bench {
+
+struct Measurement {
+    std::string name;
+    std::function<void()> once;  // null where it cannot be had
+    std::string absence;         // then why
+};
+
+// A line of the table: how many times faster ours is than the peer.
+struct Row {
+    std::string title;
+    std::string ours;  // names of measurements
+    std::string peer;
+    double goal = 0.0;  // the least ratio wanted; 0 for none
+};
+
+// Names of measurements over galleries of one size.
+struct GrowthPoint {
+    int records = 0;
+    std::string ours;
+    std::string threeSums;
+    std::string stream;
+};
+
+struct Suite {
+    std::vector<Measurement> measurements;
+    std::vector<Row> rows;
+    std::vector<GrowthPoint> growth;
+};
+
+// Nanoseconds of one run by name of the measurement; those that cannot be had are not in it.
+using Times = std::map<std::string, double>;
+
+}  // namespace brairu::bench
