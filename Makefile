@@ -2,7 +2,8 @@
 
 RELEASE = build/release
 
-.PHONY: build demo test models bench board arm threads powercuts faults clean
+.PHONY: build demo test models bench board arm threads sanitize powercuts faults fuzz soak tidy \
+	coverage packages clean
 
 build: packages
 	cmake --preset release -DBRAIRU_TESTS=OFF
@@ -40,7 +41,6 @@ threads: packages
 
 # Every test under the address and undefined-behaviour sanitizers, the concurrent ones under the
 # thread sanitizer.
-.PHONY: sanitize
 sanitize: packages
 	cmake --preset asan
 	cmake --build --preset asan
@@ -49,6 +49,12 @@ sanitize: packages
 	cmake --build --preset tsan --target concurrency_tests
 	ctest --preset tsan
 
+# Kills a working host and cuts its power, ten thousand times; no reported enrolment may be lost.
+powercuts: packages
+	cmake --preset release -DBRAIRU_TESTS=ON
+	cmake --build --preset release --target brairu-power-cuts
+	$(RELEASE)/tests/faults/powerCuts/brairu-power-cuts
+
 # Every call below the library fails, on each of its uses; prints how many were tried.
 faults: packages
 	cmake --preset release -DBRAIRU_TESTS=ON
@@ -56,29 +62,24 @@ faults: packages
 	$(RELEASE)/tests/faults/fault_tests
 	BRAIRU_FAULTS=all $(RELEASE)/tests/faults/nth_failure_tests
 
-.PHONY: packages
 packages:
 	cmake/installPackages.sh
 
 # clang-tidy over src/ and platform/, or over the files that FILES, a regular expression, fits.
-.PHONY: tidy
 tidy: packages
 	cmake/checkTidy.sh $(FILES)
 
 # The lines and branches of src/ that the tests reach; too few lines are a failure.
-.PHONY: coverage
 coverage: packages
 	cmake/measureCoverage.sh
 
 # 200,000 calls of everything, or CALLS: results are checked, and what the process holds stays level.
-.PHONY: soak
 soak: packages
 	cmake --preset release -DBRAIRU_TESTS=ON
 	cmake --build --preset release --target brairu_soak
 	$(RELEASE)/tests/soak/brairu_soak $(CALLS)
 
 # Every fuzz target for FUZZ_SECONDS, 60 unless set; TARGETS names some of them.
-.PHONY: fuzz
 fuzz:
 	cmake/installPackages.sh libclang-rt-14-dev llvm
 	cmake --preset fuzz

@@ -8,7 +8,6 @@
 
 #include "utils/convert.h"
 #include "utils/fileReplacement.h"
-#include "utils/pipe.h"
 
 namespace brairu {
 namespace {
@@ -72,10 +71,7 @@ ConfigDocument& member(ConfigDocument& document, const std::string& section,
 
 bool ConfigStore::load(const std::string& path) {
     path_ = path;
-    std::ifstream file;
-    if (!isPipe(path)) {
-        file.open(path);
-    }
+    std::ifstream file(path);
     if (!file.is_open()) {
         std::printf("Failed to open config file: %s\n", path.c_str());
         return false;

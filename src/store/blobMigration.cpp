@@ -1,8 +1,8 @@
 #include "store/blobMigration.h"
 
 #include <iostream>
-#include <optional>
 #include <string>
+#include <unordered_set>
 
 #include "store/templateBlob.h"
 
@@ -42,87 +42,70 @@ private:
     bool running_;
 };
 
-bool rewriteRow(const SqliteConnection& connection, std::int64_t id,
-                std::span<const std::uint8_t> blob, FaultReport report) {
-    SqliteStatement update(connection, "UPDATE userInfo SET vector_data = ? WHERE id = ?;");
-    if (update.bindAll(blob, id) && update.stepToEnd()) {
-        return true;
-    }
-    report("Failed to update vector_data: ", connection.errorText());
-    return false;
-}
-
-bool migrateRow(const SqliteConnection& connection, const SqliteStatement& row, std::size_t size,
-                FaultReport report) {
-    const auto blob = row.blobAt(1);
-    if (size == 0 || blob.size() == size) {
-        return true;
-    }
-    // A blob that there is no memory for is not an empty one.
-    if (blob.empty() && row.sizeAt(1) > 0) {
-        report("Failed to update vector_data: ", connection.errorText());
-        return false;
-    }
-    return rewriteRow(connection, row.int32At(0), fittedTemplates(blob, size), report);
-}
-
-// Steps through rows in the order of their ids. A damaged table can hand out a row again that was
-// rewritten behind its back, and would never end.
-class RisingRows {
+// One walk over the table. A damaged table can hand out a row again that was rewritten behind its
+// back, and would never end.
+class Migration {
 public:
-    explicit RisingRows(const SqliteConnection& connection)
-        : rows_(connection, "SELECT id, vector_data FROM userInfo;") {}
+    Migration(const SqliteConnection& connection, std::size_t size, FaultReport report)
+        : connection_(connection), size_(size), report_(report) {}
 
-    const SqliteStatement& current() const { return rows_; }
-
-    int step() {
-        const int result = rows_.step();
-        if (result != SQLITE_ROW) {
-            return result;
+    MigrationOutcome run(const RowVisitor& visit) {
+        SqliteStatement rows(connection_, "SELECT id, vector_data FROM userInfo;");
+        if (!rows.isPrepared()) {
+            report_("Cannot prepare statement: ", connection_.errorText());
+            return MigrationOutcome::unreadable;
         }
-        const std::int64_t id = rows_.int64At(0);
-        inOrder_ = !last_ || id > *last_;
-        last_ = id;
-        return inOrder_ ? SQLITE_ROW : SQLITE_CORRUPT;
-    }
-
-    std::string faultOf(const SqliteConnection& connection) const {
-        return inOrder_ ? connection.errorText() : sqlite3_errstr(SQLITE_CORRUPT);
+        int result = rows.step();
+        for (; result == SQLITE_ROW && !goesInCircles_; result = rows.step()) {
+            visit(rows.int32At(0), rows.blobAt(1));
+            migrate(rows);
+        }
+        if (goesInCircles_) {
+            fail("Query execution error: ", sqlite3_errstr(SQLITE_CORRUPT));
+        } else if (result != SQLITE_DONE) {
+            fail("Query execution error: ", connection_.errorText());
+        }
+        return outcome_;
     }
 
 private:
-    SqliteStatement rows_;
-    std::optional<std::int64_t> last_;
-    bool inOrder_ = true;
-};
-
-MigrationOutcome migrateRows(const SqliteConnection& connection, std::size_t size,
-                             const RowVisitor& visit, FaultReport report) {
-    RisingRows rows(connection);
-    if (!rows.current().isPrepared()) {
-        report("Cannot prepare statement: ", connection.errorText());
-        return MigrationOutcome::unreadable;
-    }
-    MigrationOutcome outcome = MigrationOutcome::clean;
-    int result = rows.step();
-    for (; result == SQLITE_ROW; result = rows.step()) {
-        visit(rows.current().int32At(0), rows.current().blobAt(1));
-        if (!migrateRow(connection, rows.current(), size, report)) {
-            outcome = MigrationOutcome::faulty;
+    void migrate(const SqliteStatement& row) {
+        const auto blob = row.blobAt(1);
+        if (size_ == 0 || blob.size() == size_) {
+            return;
+        }
+        const int id = row.int32At(0);
+        goesInCircles_ = !rewritten_.insert(id).second;
+        // A blob that there is no memory for is not an empty one.
+        const bool unread = blob.empty() && row.sizeAt(1) > 0;
+        if (!goesInCircles_ && (unread || !rewrite(id, fittedTemplates(blob, size_)))) {
+            fail("Failed to update vector_data: ", connection_.errorText());
         }
     }
-    if (result != SQLITE_DONE) {
-        report("Query execution error: ", rows.faultOf(connection));
-        outcome = MigrationOutcome::faulty;
+
+    bool rewrite(std::int64_t id, std::span<const std::uint8_t> blob) {
+        SqliteStatement update(connection_, "UPDATE userInfo SET vector_data = ? WHERE id = ?;");
+        return update.bindAll(blob, id) && update.stepToEnd();
     }
-    return outcome;
-}
+
+    void fail(const char* prefix, const std::string& text) {
+        report_(prefix, text);
+        outcome_ = MigrationOutcome::faulty;
+    }
+
+    const SqliteConnection& connection_;
+    std::size_t size_;
+    FaultReport report_;
+    MigrationOutcome outcome_ = MigrationOutcome::clean;
+    std::unordered_set<int> rewritten_;
+    bool goesInCircles_ = false;
+};
 
 bool migrateInOneTransaction(SqliteConnection& connection, std::size_t size,
                              const RowVisitor& visit) {
     Transaction transaction(connection);
     return transaction.isRunning() &&
-           migrateRows(connection, size, visit, ignoreFault) == MigrationOutcome::clean &&
+           Migration(connection, size, ignoreFault).run(visit) == MigrationOutcome::clean &&
            transaction.commit();
 }
 
@@ -135,7 +118,7 @@ MigrationOutcome migrateBlobs(SqliteConnection& connection, std::size_t size,
     if (migrateInOneTransaction(connection, size, visit)) {
         return MigrationOutcome::clean;
     }
-    return migrateRows(connection, size, visit, printFault);
+    return Migration(connection, size, printFault).run(visit);
 }
 
 }  // namespace brairu

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "utils/fileDescriptor.h"
@@ -16,14 +17,15 @@ constexpr mode_t kFileMode = 0666;
 }  // namespace
 
 ChangeNote::ChangeNote(std::string path)
-    : path_(std::move(path)), found_(::access(path_.c_str(), F_OK) == 0) {}
+    : path_(std::move(path)), found_(::access(path_.c_str(), F_OK) == 0 || errno != ENOENT) {}
 
 // A note that was found need not be on the disk yet: its process may have been killed before.
 void ChangeNote::leave() {
     if (left_) {
         return;
     }
-    const FileDescriptor fd(::open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, kFileMode));
+    const FileDescriptor fd(
+        ::open(path_.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, kFileMode));
     left_ = fd.isOpen();
     if (left_) {
         ::fsync(fd.get());

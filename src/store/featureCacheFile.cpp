@@ -107,14 +107,14 @@ void FeatureCacheFile::flushLater() {
 bool FeatureCacheFile::isMapped() const {
     if (mapping_ != nullptr && !lost_ && isCut()) {
         lost_ = true;
-        logStore("feature cache file was cut short: not used until the next start\r\n");
+        logStore("feature cache file was cut short: not used until the process starts anew\r\n");
     }
     return mapping_ != nullptr && !lost_;
 }
 
 bool FeatureCacheFile::isCut() const {
     struct stat status {};
-    return ::fstat(fd_.get(), &status) != 0 ||
+    return ::fstat(fd_.get(), &status) == 0 &&
            static_cast<std::uint64_t>(status.st_size) < fileSize_;
 }
 

@@ -35,8 +35,8 @@ public:
     // Copies the record of an occupied slot; false for any other.
     bool get(std::int64_t slot, std::vector<std::int8_t>& record) const;
 
-    // Whether the slot is occupied by exactly this record. For whole passes: asks isMapped() nothing,
-    // the caller does, once.
+    // Whether the slot is occupied by exactly this record. For whole passes, before which the
+    // caller asks isMapped() once.
     bool holds(std::int64_t slot, std::span<const std::int8_t> record) const;
 
     // Marks the slot free; its record bytes stay.

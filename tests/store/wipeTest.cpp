@@ -133,7 +133,7 @@ TEST_F(WipeTest, TheNextPassOpensTheDatabaseAnew) {
     startWithPalms();
     store().config()["database"]["database_path"] = folder_.file("missing/palms.db");
     ASSERT_FALSE(store().wipeAll());
-    store().refreshConfig(config_);
+    store().config() = config_;
     takeLog();
     store().runStartupPass();
     EXPECT_THAT(takeLog(), ElementsAre("######### pva search rebuild ############\r\n",

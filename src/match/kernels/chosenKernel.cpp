@@ -49,6 +49,7 @@ const SearchKernel& chooseKernel(const char* forced) {
 }
 
 const SearchKernel& chosenKernel() {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): hosts set their environment before they start threads
     static const SearchKernel& kernel = chooseKernel(std::getenv(kForcingVariable));
     return kernel;
 }
