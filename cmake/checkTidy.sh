@@ -11,7 +11,12 @@ cmake --preset clang -B $folder -DBRAIRU_TESTS=ON -DBRAIRU_TOOLS=ON > /dev/null
 files=${1:-"$PWD/(src|platform)/.*\.cpp"}
 report=$folder/report.txt
 if run-clang-tidy -quiet -p $folder -j "$(nproc)" "$files" > $report 2> $folder/log.txt; then
-    echo "clang-tidy: no findings in $(grep -c '^clang-tidy' $report) files"
+    count=$(grep -c '^clang-tidy' $report || true)
+    if [ "$count" -eq 0 ]; then
+        echo "clang-tidy: no file fits $files" >&2
+        exit 1
+    fi
+    echo "clang-tidy: no findings in $count files"
 else
     grep -v '^clang-tidy' $report
     exit 1

@@ -49,6 +49,7 @@ TEST_P(Close, IsNearThatOnX86) {
     const std::vector<double> values = GetParam().values();
     ASSERT_FALSE(values.empty());
     ASSERT_EQ(values.size(), expected.size());
+    ASSERT_TRUE(std::ranges::all_of(values, [](double value) { return std::isfinite(value); }));
     const double largest = largestDifference(values, expected);
     std::cout << GetParam().name << ": largest difference " << largest << " of " << values.size()
               << " values\n";

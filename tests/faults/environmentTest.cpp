@@ -45,8 +45,8 @@ protected:
 
     // Runs where mounts are allowed, and says where not.
     void onDisk(const std::function<void()>& action) {
-        if (::geteuid() != 0) {
-            GTEST_SKIP() << "only root may mount";
+        if (!mayMount()) {
+            GTEST_SKIP() << "no right to mount";
         }
         freshly(action);
     }
@@ -244,7 +244,9 @@ TEST_F(ForeignCache, AFileThatCannotBeWrittenLeavesTheSearchWithoutResults) {
         EXPECT_EQ(userOf(1), 0);
         EXPECT_EQ(enrolUser(4), PVA_REGISTER_COMMITTED);
     });
-    expectRecognised({1, 2, 3, 4});
+    if (!IsSkipped()) {
+        expectRecognised({1, 2, 3, 4});
+    }
 }
 
 TEST_F(ForeignCache, ALinkIsFollowed) {
@@ -271,17 +273,14 @@ TEST_F(ForeignCache, BytesOfAnythingElseAreReplacedByTheMirror) {
 
 // ---- In the place of the configuration and of the models
 
-TEST_F(Environment, AFolderOrAPipeIsNoConfiguration) {
+TEST_F(Environment, AFolderIsNoConfiguration) {
     std::filesystem::create_directory(file("folder.json"));
-    ASSERT_EQ(::mkfifo(file("pipe.json").c_str(), 0600), 0);
     const ChildResult life = freshly([&] {
         ASSERT_EQ(start(), 1u);
         EXPECT_EQ(init_pva(file("folder.json").c_str()), 1u);
-        EXPECT_EQ(init_pva(file("pipe.json").c_str()), 1u);
         EXPECT_EQ(pvaConfigSetAuthThreshold(0.25f), 1u);
     });
     EXPECT_THAT(life.out, HasSubstr("Error parsing config file: "));
-    EXPECT_THAT(life.out, HasSubstr("Failed to open config file: " + file("pipe.json") + "\n"));
 }
 
 TEST_F(Environment, AFolderOrAPipeIsNoModel) {
@@ -368,8 +367,9 @@ protected:
         expectRecognised({1, 2, 4, 5});
     }
 
-    const LogLine kLossLine{6, "database",
-                            "feature cache file was cut short: not used until the next start\r\n"};
+    const LogLine kLossLine{
+        6, "database",
+        "feature cache file was cut short: not used until the process starts anew\r\n"};
 };
 
 TEST_F(SharedCache, CutToNothingIsSurvivedAndRebuilt) {

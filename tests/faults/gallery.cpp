@@ -10,20 +10,12 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "blocks.h"
 #include "quietBoard.h"
 #include "support/childProcess.h"
 #include "utils/fileDescriptor.h"
 
 namespace brairu::test {
 namespace {
-
-constexpr int kAxisLength = 100;
-constexpr Eigen::Index kPlacesPerUser = 8;
-
-Eigen::Index placeOf(std::int64_t userid) {
-    return static_cast<Eigen::Index>(userid) * kPlacesPerUser;
-}
 
 SparseFile sparse(const std::string& content) {
     constexpr std::size_t kPage = 4096;
@@ -65,49 +57,7 @@ std::string readPart(const FileDescriptor& file, std::size_t offset, std::size_t
     return part;
 }
 
-void enrol(std::int64_t userid) {
-    const PvaUserKey key = keyOfUser(userid);
-    PvaRegisterResult result{};
-    for (int capture = 0; capture < 2; ++capture) {
-        pvaRegister(&key, captureOfUser(userid).data(), 0, &result);
-    }
-    EXPECT_EQ(result.status, PVA_REGISTER_COMMITTED);
-}
-
 }  // namespace
-
-std::array<std::uint8_t, kFeatureBytes> captureOfUser(std::int64_t userid) {
-    return bytesOfCapture(captureOf(axis(kAxisLength, placeOf(userid))));
-}
-
-std::array<std::uint8_t, kFeatureBytes> weakCaptureOfUser(std::int64_t userid) {
-    return bytesOfCapture(captureOf(atCosine(88, 127, placeOf(userid))));
-}
-
-std::vector<std::uint8_t> templateOfUser(std::int64_t userid) {
-    return templateWith(captureOf(axis(kAxisLength, placeOf(userid))));
-}
-
-std::vector<std::uint8_t> newTemplateOfUser(std::int64_t userid) {
-    return templateWith(captureOf(atCosine(120, 127, placeOf(userid))));
-}
-
-PvaUserKey keyOfUser(std::int64_t userid) {
-    return {userid, 1, {}};
-}
-
-int rowsOfUser(std::int64_t userid) {
-    std::array<std::int64_t, 64> palms{};
-    int count = 0;
-    pvaDataBaseGetPalmNumFromUserId(static_cast<std::uint64_t>(userid), palms.data(), palms.size(),
-                                    &count);
-    return count;
-}
-
-std::int64_t recognised(const std::array<std::uint8_t, kFeatureBytes>& capture) {
-    PvaAuthResult result{};
-    return pvaGetAuthRes(capture.data(), &result) == 1 ? result.userid : 0;
-}
 
 Gallery::Gallery() {
     folder_.document["database"]["regis_max_count"] = 2;
@@ -115,7 +65,9 @@ Gallery::Gallery() {
     folder_.writeConfig();
     const ChildResult making = inChild([this] {
         start();
-        std::ranges::for_each(kEnrolled, enrol);
+        for (const std::int64_t user : kEnrolled) {
+            EXPECT_EQ(enrolUser(user), PVA_REGISTER_COMMITTED);
+        }
     });
     if (making.exitStatus != 0) {
         throw std::runtime_error("no gallery: " + making.out + making.err);
@@ -144,12 +96,16 @@ void Gallery::setCentres(int centres) {
     files_["brairu.json"] = sparse(folder_.document.dump(4));
 }
 
-void Gallery::expectWhole(const std::vector<std::int64_t>& users) const {
+void Gallery::expectWhole(const std::vector<std::int64_t>& present,
+                          const std::vector<std::int64_t>& absent) const {
     takeCompleteStarts();
     EXPECT_EQ(start(), 1u);
     EXPECT_EQ(takeCompleteStarts(), 1) << "cache and table disagree after a start";
-    for (const std::int64_t user : users) {
+    for (const std::int64_t user : present) {
         EXPECT_EQ(recognised(captureOfUser(user)), user);
+    }
+    for (const std::int64_t user : absent) {
+        EXPECT_EQ(recognised(captureOfUser(user)), 0) << "user " << user << " is not enrolled";
     }
     expectMirrored();
     for (const auto& entry : std::filesystem::directory_iterator(folder_.file(""))) {

@@ -9,26 +9,12 @@
 #include <vector>
 
 #include "brairu.h"
-#include "match/registration.h"
-#include "store/palmTemplate.h"
+#include "palms.h"
 #include "support/engineFolder.h"
 
 namespace brairu::test {
 
 inline constexpr std::array<std::int64_t, 3> kEnrolled{1, 2, 3};
-
-// Captures of the palm of a user. Those of different users are unrelated.
-std::array<std::uint8_t, kFeatureBytes> captureOfUser(std::int64_t userid);
-// One that is recognised, but so little alike that the template learns from it.
-std::array<std::uint8_t, kFeatureBytes> weakCaptureOfUser(std::int64_t userid);
-// A template: that of the enrolment, and another one that is recognised as well.
-std::vector<std::uint8_t> templateOfUser(std::int64_t userid);
-std::vector<std::uint8_t> newTemplateOfUser(std::int64_t userid);
-
-PvaUserKey keyOfUser(std::int64_t userid);
-int rowsOfUser(std::int64_t userid);
-// The user that the engine recognises in a capture; 0 for none.
-std::int64_t recognised(const std::array<std::uint8_t, kFeatureBytes>& capture);
 
 // A file without its pages of zeros.
 struct SparseFile {
@@ -51,8 +37,10 @@ public:
     std::uint32_t start() const { return init_pva(configPath().c_str()); }
 
     // Expects a start that finds cache and table in agreement and leaves nothing behind, the
-    // palms of these users recognised, and every row mirrored. To be called in a fresh process.
-    void expectWhole(const std::vector<std::int64_t>& users) const;
+    // palms of some users recognised and of others not, and every row mirrored. To be called in a
+    // fresh process.
+    void expectWhole(const std::vector<std::int64_t>& present,
+                     const std::vector<std::int64_t>& absent) const;
 
 private:
     void expectMirrored() const;

@@ -6,12 +6,11 @@
 
 #include "faultInjection.h"
 #include "jsonDestructor.h"
+#include "support/interposing.h"
 
 using brairu::test::FaultKind;
 using brairu::test::faultStrikes;
 using brairu::test::heapIsAside;
-
-#define BRAIRU_INTERPOSED extern "C" __attribute__((visibility("default")))
 
 extern "C" {
 void* __libc_malloc(std::size_t size);

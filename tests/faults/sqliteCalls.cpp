@@ -1,27 +1,21 @@
 // SQLite's interface under fault injection. A call that fails does nothing.
-#include <dlfcn.h>
 #include <sqlite3.h>
 
 #include "faultInjection.h"
-
-#define BRAIRU_INTERPOSED extern "C" __attribute__((visibility("default")))
+#include "support/interposing.h"
 
 namespace {
 
 using brairu::test::FaultKind;
 using brairu::test::faultStrikes;
 using brairu::test::liveHandles;
+using brairu::test::next;
 
 // Some calls prepare and finish statements of their own, not always through the interface.
 thread_local constinit int insideSqlite = 0;
 
 bool strikes(const char* call) {
     return insideSqlite == 0 && faultStrikes(FaultKind::sqliteCall, call);
-}
-
-template <class Function>
-Function* next(Function*, const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace

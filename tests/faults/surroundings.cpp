@@ -11,34 +11,14 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "blocks.h"
+#include "palms.h"
+#include "support/temporaryFolder.h"
 
 namespace brairu::test {
 namespace {
 
 constexpr unsigned kLongestLife = 30;
 constexpr std::int64_t kNewcomer = 9;
-
-std::array<std::uint8_t, kFeatureBytes> captureOfUser(std::int64_t userid) {
-    return bytesOfCapture(captureOf(axis(100, static_cast<Eigen::Index>(userid) * 8)));
-}
-
-std::vector<std::uint8_t> templateOfUser(std::int64_t userid) {
-    return templateWith(captureOf(axis(100, static_cast<Eigen::Index>(userid) * 8)));
-}
-
-int recognise(const std::array<std::uint8_t, kFeatureBytes>& capture) {
-    PvaAuthResult result{};
-    return pvaGetAuthRes(capture.data(), &result) == 1 ? static_cast<int>(result.userid) : 0;
-}
-
-int rowsOf(std::int64_t userid) {
-    std::array<std::int64_t, 16> palms{};
-    int count = 0;
-    pvaDataBaseGetPalmNumFromUserId(static_cast<std::uint64_t>(userid), palms.data(), palms.size(),
-                                    &count);
-    return count;
-}
 
 bool ownNameSpace() {
     return ::unshare(CLONE_NEWNS) == 0 &&
@@ -54,32 +34,18 @@ std::ostream& operator<<(std::ostream& out, const CallResults& results) {
                << results.enrol << ", set " << results.set;
 }
 
-int enrolUser(std::int64_t userid) {
-    const PvaUserKey key{userid, 1, {}};
-    PvaRegisterResult result{};
-    for (int capture = 0; capture < 2; ++capture) {
-        pvaRegister(&key, captureOfUser(userid).data(), 0, &result);
-    }
-    return result.status;
-}
-
-int userOf(std::int64_t userid) {
-    return recognise(captureOfUser(userid));
-}
-
-int addUser(std::int64_t userid) {
-    const PvaUserKey key{userid, 1, {}};
-    return pvaDataBaseAddUser(&key, templateOfUser(userid).data());
+std::int64_t userOf(std::int64_t userid) {
+    return recognised(captureOfUser(userid));
 }
 
 CallResults callEverything() {
-    const PvaUserKey first{1, 1, {}};
-    const PvaUserKey second{2, 1, {}};
-    const PvaUserKey third{3, 1, {}};
+    const PvaUserKey first = keyOfUser(1);
+    const PvaUserKey second = keyOfUser(2);
+    const PvaUserKey third = keyOfUser(3);
     CallResults results{};
     results.exists = pvaDataBaseExistUser(&first);
-    results.list = rowsOf(1);
-    results.recognise = userOf(1);
+    results.list = rowsOfUser(1);
+    results.recognise = static_cast<int>(userOf(1));
     results.add = addUser(kNewcomer + 1);
     results.update = pvaDataBaseUpdateUser(&second, templateOfUser(2).data());
     results.remove = pvaDataBaseDeleteUser(&third);
@@ -135,6 +101,12 @@ bool makeReadOnly(const std::string& folder) {
 
 bool makeFileReadOnly(const std::string& file) {
     return makeReadOnly(file);
+}
+
+bool mayMount() {
+    const TemporaryFolder folder;
+    const auto trial = [&] { ::_exit(mountMemoryDisk(folder.path(), "1m") ? 0 : 1); };
+    return inChild(trial).exitStatus == 0;
 }
 
 LockedDatabase::LockedDatabase(const std::string& path) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "brairu.h"
+#include "palms.h"
 #include "support/childProcess.h"
 #include "support/engineFolder.h"
 
@@ -37,9 +38,8 @@ inline constexpr CallResults kAllWell{1, 1, 1, 1, 1, 1, 1, PVA_REGISTER_COMMITTE
 // The store refuses all.
 inline constexpr CallResults kAllRefused{0, 0, 0, 0, 0, 0, 0, PVA_REGISTER_FAILED, 1};
 
-int enrolUser(std::int64_t userid);
-int userOf(std::int64_t userid);  // recognised in a capture of that user's palm; 0 for none
-int addUser(std::int64_t userid);
+// Recognised in a capture of that user's palm; 0 for none.
+std::int64_t userOf(std::int64_t userid);
 
 // A folder with an engine's files, some of which a test puts elsewhere or spoils.
 class Surroundings {
@@ -67,6 +67,8 @@ public:
 bool mountMemoryDisk(const std::string& folder, const std::string& size);
 bool makeReadOnly(const std::string& folder);
 bool makeFileReadOnly(const std::string& file);
+// Whether such mounts are allowed here. Not even root may in most containers.
+bool mayMount();
 
 // Another process that holds the database locked as long as the object lives.
 class LockedDatabase {

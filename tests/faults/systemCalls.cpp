@@ -1,5 +1,4 @@
 // The system calls that the library makes, under fault injection.
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -11,19 +10,14 @@
 #include <cstdlib>
 
 #include "faultInjection.h"
-
-#define BRAIRU_INTERPOSED extern "C" __attribute__((visibility("default")))
+#include "support/interposing.h"
 
 namespace {
 
 using brairu::test::FaultKind;
 using brairu::test::faultStrikes;
 using brairu::test::liveHandles;
-
-template <class Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
+using brairu::test::next;
 
 // The next call, or the error that the real one may report.
 template <class Function, class... Arguments>

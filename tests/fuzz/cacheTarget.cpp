@@ -11,6 +11,7 @@
 #include "byteSource.h"
 #include "claim.h"
 #include "match/search.h"
+#include "store/templateBlob.h"
 #include "store/templateStore.h"
 #include "storeFiles.h"
 #include "support/scriptedLog.h"
@@ -108,6 +109,21 @@ void match(TemplateStore& store, std::span<const std::int8_t> probe) {
     claim(!found || (index >= 0 && index < store.centreCount()), "a match names its template");
 }
 
+// Whatever the file held: the enrolments left word that it was about to change, so that the start
+// looks at every slot.
+void claimRestored(const TemplateStore& store, int palms) {
+    const int centres = store.centreCount();
+    for (int palm = 0; palm < palms; ++palm) {
+        const std::vector<std::uint8_t> row = rowOf(centres, palm);
+        for (int index = 0; index < centres; ++index) {
+            const std::size_t offset = static_cast<std::size_t>(index) * kTemplateBytes;
+            claim(store.cache()->holds(palm * centres + index,
+                                       signedBytesAt(row, offset, kBlockBytes)),
+                  "the start restores every slot");
+        }
+    }
+}
+
 void startAndUse(const ConfigDocument& settings, std::span<const std::int8_t> probe, int palms) {
     fuzz::ShortLivedStore shortLived(settings);
     TemplateStore& store = *shortLived;
@@ -115,6 +131,7 @@ void startAndUse(const ConfigDocument& settings, std::span<const std::int8_t> pr
     claim(store.featureCount() == store.cache()->count(), "the start counts the slots");
     claim(store.featureCount() == palms * store.centreCount(),
           "the start repairs a cache of another count");
+    claimRestored(store, palms);
     compareSearch(*store.cache(), probe);
     match(store, probe);
     store.insertPalm({100, 1, {}}, rowOf(store.centreCount(), 100));

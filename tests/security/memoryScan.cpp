@@ -133,8 +133,8 @@ ScanResult scanOwnMemory(const MaskedKey& masked) {
     mappings.each([&](const Mapping& mapping) {
         for (std::uint64_t at = mapping.first; mapping.isWritable && at < mapping.end;
              at += kStep) {
-            const auto wanted = static_cast<std::size_t>(
-                std::min<std::uint64_t>(buffer.size(), mapping.end - at));
+            const auto wanted =
+                static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), mapping.end - at));
             const std::span read(buffer.data(), memory.read(at, {buffer.data(), wanted}));
             result.bytesRead += std::min(read.size(), kStep);
             result.pieces += piecesIn(read, masked);

@@ -1,16 +1,9 @@
 #include "watchedCalls.h"
 
-#include <dlfcn.h>
-
-#define BRAIRU_WATCHED extern "C" __attribute__((visibility("default")))
+#include "support/interposing.h"
 
 namespace brairu::test {
 namespace {
-
-template <class Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
 
 void tellName(const char* name) {
     if (const auto& watcher = WatchedCalls::get().beforeNameGoes) {
@@ -27,17 +20,17 @@ WatchedCalls& WatchedCalls::get() {
 
 }  // namespace brairu::test
 
-BRAIRU_WATCHED int rename(const char* from, const char* to) {
+BRAIRU_INTERPOSED int rename(const char* from, const char* to) {
     brairu::test::tellName(from);
     return brairu::test::next<int(const char*, const char*)>("rename")(from, to);
 }
 
-BRAIRU_WATCHED int unlink(const char* name) {
+BRAIRU_INTERPOSED int unlink(const char* name) {
     brairu::test::tellName(name);
     return brairu::test::next<int(const char*)>("unlink")(name);
 }
 
-BRAIRU_WATCHED void sodium_memzero(void* memory, std::size_t bytes) {
+BRAIRU_INTERPOSED void sodium_memzero(void* memory, std::size_t bytes) {
     if (const auto& watcher = brairu::test::WatchedCalls::get().beforeWipe) {
         watcher(memory, bytes);
     }

@@ -1,17 +1,12 @@
 #include "soak/palmModel.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace brairu::test {
 namespace {
 
 int signedAt(const std::uint8_t* bytes, std::size_t place) {
     return static_cast<std::int8_t>(bytes[place]);
-}
-
-std::uint8_t byteOf(float value) {
-    return static_cast<std::uint8_t>(static_cast<std::int8_t>(value));
 }
 
 }  // namespace
@@ -47,33 +42,10 @@ Features meanOf(const std::vector<Features>& captures) {
     return mean;
 }
 
-TemplateBytes learned(const TemplateBytes& stored, const Features& capture) {
-    constexpr float kWeight = 0.15f;
-    const auto rest = static_cast<float>(1.0 - static_cast<double>(kWeight));
-    TemplateBytes result{};
-    for (std::size_t i = 0; i < capture.size(); ++i) {
-        result[i] = byteOf(kWeight * static_cast<float>(signedAt(capture.data(), i)) +
-                           rest * static_cast<float>(signedAt(stored.data(), i)));
-    }
-    return result;
-}
-
 TemplateBytes templateOf(const Features& features) {
     TemplateBytes stored{};
     std::ranges::copy(features, stored.begin());
     return stored;
-}
-
-double cosine(const std::uint8_t* a, const std::uint8_t* b) {
-    double aa = 0;
-    double bb = 0;
-    double ab = 0;
-    for (std::size_t i = 0; i < PVA_FEATURE_BLOCK_BYTES; ++i) {
-        aa += signedAt(a, i) * signedAt(a, i);
-        bb += signedAt(b, i) * signedAt(b, i);
-        ab += signedAt(a, i) * signedAt(b, i);
-    }
-    return ab / std::sqrt(aa * bb);
 }
 
 }  // namespace brairu::test

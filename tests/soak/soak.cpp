@@ -19,21 +19,21 @@ constexpr long kCheckpoints = 10;
 constexpr long kWarmUpCalls = 4'000;
 
 void printHead() {
-    std::fprintf(Ledger::paper(), "%10s %10s %12s %6s %6s %6s %6s %6s  %s\n", "calls", "RSS KiB",
+    std::fprintf(Logbook::paper(), "%10s %10s %12s %6s %6s %6s %6s %6s  %s\n", "calls", "RSS KiB",
                  "heap bytes", "files", "maps", "stmts", "conns", "NPU", "drift");
 }
 
 void printRow(long calls, const Resources& now, const std::string& drifted) {
-    std::fprintf(Ledger::paper(), "%10ld %10ld %12ld %6ld %6ld %6ld %6ld %6ld  %s\n", calls,
+    std::fprintf(Logbook::paper(), "%10ld %10ld %12ld %6ld %6ld %6ld %6ld %6ld  %s\n", calls,
                  static_cast<long>(now.residentKiB), static_cast<long>(now.heapBytes),
                  static_cast<long>(now.descriptors), static_cast<long>(now.mappings),
                  static_cast<long>(now.statements), static_cast<long>(now.connections),
                  static_cast<long>(now.npuHandles), drifted.c_str());
-    std::fflush(Ledger::paper());
+    std::fflush(Logbook::paper());
 }
 
 void actUntil(Visitor& visitor, long calls) {
-    while (visitor.ledger().calls() < calls) {
+    while (visitor.logbook().calls() < calls) {
         visitor.act();
     }
     visitor.tidyUp();
@@ -44,14 +44,14 @@ long soak(Visitor& visitor, long calls) {
     printHead();
     actUntil(visitor, kWarmUpCalls);
     const Resources warm = resourcesNow();
-    printRow(visitor.ledger().calls(), warm, "(warm)");
+    printRow(visitor.logbook().calls(), warm, "(warm)");
     long drifts = 0;
     for (long checkpoint = 1; checkpoint <= kCheckpoints; ++checkpoint) {
         actUntil(visitor, kWarmUpCalls + (calls - kWarmUpCalls) * checkpoint / kCheckpoints);
         const Resources now = resourcesNow();
         const std::string drifted = drift(warm, now);
         drifts += !drifted.empty();
-        printRow(visitor.ledger().calls(), now, drifted);
+        printRow(visitor.logbook().calls(), now, drifted);
     }
     return drifts;
 }
@@ -61,19 +61,19 @@ int run(SeededRandom& random, long calls) {
     Visitor visitor(random);
     const long drifts = soak(visitor, calls);
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-    std::FILE* const paper = Ledger::paper();
+    std::FILE* const paper = Logbook::paper();
     std::fputc('\n', paper);
-    visitor.ledger().print(paper);
+    visitor.logbook().print(paper);
     std::fprintf(paper, "\n%.1f s; wrong results: %ld; checkpoints with drift: %ld\n",
-                 seconds.count(), visitor.ledger().wrong(), drifts);
+                 seconds.count(), visitor.logbook().wrong(), drifts);
     std::fflush(paper);
-    return visitor.ledger().wrong() == 0 && drifts == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    return visitor.logbook().wrong() == 0 && drifts == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 // The engine talks a lot on both streams.
 void silenceStreams() {
     std::fflush(stdout);
-    Ledger::paper();
+    Logbook::paper();
     if (std::freopen("/dev/null", "w", stdout) == nullptr ||
         std::freopen("/dev/null", "w", stderr) == nullptr) {
         std::exit(EXIT_FAILURE);

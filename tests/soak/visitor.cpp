@@ -62,6 +62,7 @@ const std::vector<Visitor::Deed>& Visitor::deeds() {
         {6, &Visitor::list},
         {8, &Visitor::askForStrangers},
         {2, &Visitor::set},
+        {1, &Visitor::refuseSetting},
         {4, &Visitor::refuseNull},
         {3, &Visitor::raise},
         {1, &Visitor::restart},
@@ -116,7 +117,7 @@ void Visitor::forgetRecords() {
 
 void Visitor::start() {
     folder_.document["feature"]["security_level"] = securityLevel_;
-    ledger_.expect("init_pva", init_pva(folder_.writeConfig().c_str()), 1u);
+    logbook_.expect("init_pva", init_pva(folder_.writeConfig().c_str()), 1u);
 }
 
 // ---- Frames
@@ -124,17 +125,18 @@ void Visitor::start() {
 Features Visitor::capture(const Features& features) {
     scriptFeatures(features);
     PvaHandPose pose{};
-    ledger_.expect("pvaGetHandPose", pvaGetHandPose(frame_.data(), kWidth, kHeight, &pose), 1u);
+    logbook_.expect("pvaGetHandPose", pvaGetHandPose(frame_.data(), kWidth, kHeight, &pose), 1u);
     Features written{};
     const std::uint32_t code = pvaGetFeat(frame_.data(), kWidth, kHeight, &pose, written.data());
-    ledger_.count("pvaGetFeat", code == PVA_PLACEMENT_GOOD && written == features, "code or bytes");
+    logbook_.count("pvaGetFeat", code == PVA_PLACEMENT_GOOD && written == features,
+                   "code or bytes");
     return written;
 }
 
 void Visitor::detect() {
     PvaHandPose pose{};
     const bool found = pvaGetHandPose(frame_.data(), kWidth, kHeight, &pose) == 1;
-    ledger_.count("pvaGetHandPose", found && pose.centerX == 312 && pose.orientation == 0);
+    logbook_.count("pvaGetHandPose", found && pose.centerX == 312 && pose.orientation == 0);
 }
 
 void Visitor::detectPair() {
@@ -143,14 +145,14 @@ void Visitor::detectPair() {
     first.placementCode = second.placementCode = 99;
     const bool found = pvaGetHandPoseVeinAndPrints(frame_.data(), kWidth, kHeight, &first,
                                                    frame_.data(), kWidth, kHeight, &second) == 1;
-    ledger_.count("pvaGetHandPoseVeinAndPrints",
-                  found && first.placementCode == 0 && second.placementCode == 0);
+    logbook_.count("pvaGetHandPoseVeinAndPrints",
+                   found && first.placementCode == 0 && second.placementCode == 0);
 }
 
 void Visitor::detectNothing() {
     scriptNoHand();
     PvaHandPose pose{};
-    ledger_.expect("pvaGetHandPose", pvaGetHandPose(frame_.data(), kWidth, kHeight, &pose), 0u);
+    logbook_.expect("pvaGetHandPose", pvaGetHandPose(frame_.data(), kWidth, kHeight, &pose), 0u);
     scriptHand();
 }
 
@@ -165,25 +167,25 @@ void Visitor::identify(Likeness likeness) {
     const double similarity = cosine(probe.data(), palm->stored.data());
     PvaAuthResult who{};
     for (int match = 1; match <= securityLevel_; ++match) {
-        ledger_.expect("pvaGetAuthRes", pvaGetAuthRes(probe.data(), &who),
-                       static_cast<int>(match == securityLevel_));
+        logbook_.expect("pvaGetAuthRes", pvaGetAuthRes(probe.data(), &who),
+                        static_cast<int>(match == securityLevel_));
     }
     const bool named = who.userid == palm->key.userid && who.palmindex == palm->key.palmindex &&
                        who.rowId == palm->row;
-    ledger_.count("  the palm that it names", named);
-    ledger_.count("  the similarity", std::abs(double{who.similarity} - similarity) < kRounding);
+    logbook_.count("  the palm that it names", named);
+    logbook_.count("  the similarity", std::abs(double{who.similarity} - similarity) < kRounding);
     if (isFar(similarity)) {
         palm->stored = learned(palm->stored, probe);
         TemplateBytes read{};
         pvaDataBaseGetFeat(&palm->key, read.data());
-        ledger_.count("  the template that learned", read == palm->stored);
+        logbook_.count("  the template that learned", read == palm->stored);
     }
 }
 
 void Visitor::identifyStranger() {
     PvaAuthResult who{};
     const Features stranger = capture(newFeatures(random_));
-    ledger_.expect("pvaGetAuthRes", pvaGetAuthRes(stranger.data(), &who), 0);
+    logbook_.expect("pvaGetAuthRes", pvaGetAuthRes(stranger.data(), &who), 0);
 }
 
 void Visitor::verify() {
@@ -191,13 +193,13 @@ void Visitor::verify() {
     const Features same = recapture(templateOf(one), Likeness::near, random_);
     const Features other = newFeatures(random_);
     PvaAuthResult result{};
-    ledger_.expect("pvaGet1to1AuthRes", pvaGet1to1AuthRes(same.data(), one.data(), &result), 1);
+    logbook_.expect("pvaGet1to1AuthRes", pvaGet1to1AuthRes(same.data(), one.data(), &result), 1);
     const double mean =
         (cosine(same.data(), one.data()) +
          cosine(same.data() + PVA_FEATURE_BLOCK_BYTES, one.data() + PVA_FEATURE_BLOCK_BYTES)) /
         2;
-    ledger_.count("  the similarity", std::abs(double{result.similarity} - mean) < kRounding);
-    ledger_.expect("pvaGet1to1AuthRes", pvaGet1to1AuthRes(other.data(), one.data(), &result), 0);
+    logbook_.count("  the similarity", std::abs(double{result.similarity} - mean) < kRounding);
+    logbook_.expect("pvaGet1to1AuthRes", pvaGet1to1AuthRes(other.data(), one.data(), &result), 0);
 }
 
 // ---- Enrolment
@@ -208,7 +210,7 @@ int Visitor::submit(const PvaUserKey& key, const std::vector<Features>& captures
     for (std::size_t i = 0; i < captures.size(); ++i) {
         const bool taken = pvaRegister(&key, captures[i].data(), checkDuplicate, &result) == 1 &&
                            result.count == static_cast<int>(i) + 1 && result.maxCount == kCaptures;
-        ledger_.count("pvaRegister", taken);
+        logbook_.count("pvaRegister", taken);
     }
     return result.status;
 }
@@ -224,7 +226,7 @@ void Visitor::enrol() {
         captures.push_back(capture(recapture(palm, Likeness::near, random_)));
     }
     const int status = submit(key, captures, true);
-    ledger_.expect("  the outcome", status, int{PVA_REGISTER_COMMITTED});
+    logbook_.expect("  the outcome", status, int{PVA_REGISTER_COMMITTED});
     remember(key, templateOf(meanOf(captures)));
 }
 
@@ -232,17 +234,17 @@ void Visitor::enrolTwice() {
     if (Palm* const palm = anyPalm()) {
         const Features again = recapture(palm->stored, Likeness::near, random_);
         const int status = submit(newKey(), std::vector(kCaptures, again), true);
-        ledger_.expect("  the outcome", status, int{PVA_REGISTER_DUPLICATE});
+        logbook_.expect("  the outcome", status, int{PVA_REGISTER_DUPLICATE});
     }
 }
 
 void Visitor::abandonEnrolment() {
     const int status = submit(newKey(), {newFeatures(random_), newFeatures(random_)}, false);
-    ledger_.expect("  the outcome", status, int{PVA_REGISTER_MORE});
-    ledger_.expect("pvaGetRegisterBufferSize", pvaGetRegisterBufferSize(), 2);
-    ledger_.expect("pvaGetRegisterBufferCapacity", pvaGetRegisterBufferCapacity(), kCaptures);
-    ledger_.expect("pvaClearRegisterBuffer", pvaClearRegisterBuffer(), 1);
-    ledger_.expect("pvaGetRegisterBufferSize", pvaGetRegisterBufferSize(), 0);
+    logbook_.expect("  the outcome", status, int{PVA_REGISTER_MORE});
+    logbook_.expect("pvaGetRegisterBufferSize", pvaGetRegisterBufferSize(), 2);
+    logbook_.expect("pvaGetRegisterBufferCapacity", pvaGetRegisterBufferCapacity(), kCaptures);
+    logbook_.expect("pvaClearRegisterBuffer", pvaClearRegisterBuffer(), 1);
+    logbook_.expect("pvaGetRegisterBufferSize", pvaGetRegisterBufferSize(), 0);
 }
 
 // ---- Database
@@ -251,7 +253,7 @@ void Visitor::add() {
     if (!isFull()) {
         const PvaUserKey key = newKey();
         const TemplateBytes stored = templateOf(newFeatures(random_));
-        ledger_.expect("pvaDataBaseAddUser", pvaDataBaseAddUser(&key, stored.data()), 1);
+        logbook_.expect("pvaDataBaseAddUser", pvaDataBaseAddUser(&key, stored.data()), 1);
         remember(key, stored);
     }
 }
@@ -259,11 +261,11 @@ void Visitor::add() {
 void Visitor::addWithFeatSize() {
     const PvaUserKey key = newKey();
     const TemplateBytes stored = templateOf(newFeatures(random_));
-    ledger_.expect("pvaDataBaseAddUserWithFeatSize",
-                   pvaDataBaseAddUserWithFeatSize(&key, stored.data(), PVA_TEMPLATE_BYTES - 1), 0);
+    logbook_.expect("pvaDataBaseAddUserWithFeatSize",
+                    pvaDataBaseAddUserWithFeatSize(&key, stored.data(), PVA_TEMPLATE_BYTES - 1), 0);
     if (!isFull()) {
-        ledger_.expect("pvaDataBaseAddUserWithFeatSize",
-                       pvaDataBaseAddUserWithFeatSize(&key, stored.data(), PVA_TEMPLATE_BYTES), 1);
+        logbook_.expect("pvaDataBaseAddUserWithFeatSize",
+                        pvaDataBaseAddUserWithFeatSize(&key, stored.data(), PVA_TEMPLATE_BYTES), 1);
         remember(key, stored);
     }
 }
@@ -271,15 +273,15 @@ void Visitor::addWithFeatSize() {
 void Visitor::update() {
     if (Palm* const palm = anyPalm()) {
         palm->stored = templateOf(newFeatures(random_));
-        ledger_.expect("pvaDataBaseUpdateUser",
-                       pvaDataBaseUpdateUser(&palm->key, palm->stored.data()), 1);
+        logbook_.expect("pvaDataBaseUpdateUser",
+                        pvaDataBaseUpdateUser(&palm->key, palm->stored.data()), 1);
     }
 }
 
 void Visitor::updateWithFeatSize() {
     if (Palm* const palm = anyPalm()) {
         palm->stored = templateOf(newFeatures(random_));
-        ledger_.expect(
+        logbook_.expect(
             "pvaDataBaseUpdateUserWithFeatSize",
             pvaDataBaseUpdateUserWithFeatSize(&palm->key, palm->stored.data(), PVA_TEMPLATE_BYTES),
             1);
@@ -293,27 +295,27 @@ void Visitor::readBack() {
     TemplateBytes read{};
     read.fill(0x77);
     int result = pvaDataBaseGetFeat(&key, read.data());
-    ledger_.count("pvaDataBaseGetFeat", result == 1 && read == expected);
+    logbook_.count("pvaDataBaseGetFeat", result == 1 && read == expected);
     read.fill(0x77);
     result = pvaDataBaseGetFeatWithFeatSize(&key, read.data(), PVA_TEMPLATE_BYTES);
-    ledger_.count("pvaDataBaseGetFeatWithFeatSize", result == 1 && read == expected);
+    logbook_.count("pvaDataBaseGetFeatWithFeatSize", result == 1 && read == expected);
 }
 
 void Visitor::remove() {
     if (Palm* const palm = anyPalm()) {
         const PvaUserKey key = palm->key;
         palms_.erase(palms_.begin() + (palm - palms_.data()));
-        ledger_.expect("pvaDataBaseDeleteUser", pvaDataBaseDeleteUser(&key), 1);
-        ledger_.expect("pvaDataBaseDeleteUser", pvaDataBaseDeleteUser(&key), 0);
-        ledger_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(&key), 0);
+        logbook_.expect("pvaDataBaseDeleteUser", pvaDataBaseDeleteUser(&key), 1);
+        logbook_.expect("pvaDataBaseDeleteUser", pvaDataBaseDeleteUser(&key), 0);
+        logbook_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(&key), 0);
     }
 }
 
 void Visitor::ask() {
-    ledger_.expect("pvaDataBaseGetAllPalmCount", pvaDataBaseGetAllPalmCount(),
-                   static_cast<int>(palms_.size()));
+    logbook_.expect("pvaDataBaseGetAllPalmCount", pvaDataBaseGetAllPalmCount(),
+                    static_cast<int>(palms_.size()));
     if (const Palm* const palm = anyPalm()) {
-        ledger_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(&palm->key), 1);
+        logbook_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(&palm->key), 1);
     }
 }
 
@@ -331,65 +333,50 @@ void Visitor::list() {
     const int result = pvaDataBaseGetPalmNumFromUserId(static_cast<std::uint64_t>(user),
                                                        palms.data(), palms.size(), &count);
     const std::vector<std::int64_t> listed(palms.begin(), palms.begin() + count);
-    ledger_.count("pvaDataBaseGetPalmNumFromUserId",
-                  result == static_cast<int>(!expected.empty()) && listed == expected);
+    logbook_.count("pvaDataBaseGetPalmNumFromUserId",
+                   result == static_cast<int>(!expected.empty()) && listed == expected);
 }
 
 void Visitor::askForStrangers() {
     const PvaUserKey key{random_.between(1, 1000), -random_.between(1, 1000), {}};
     const TemplateBytes any{};
-    ledger_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(&key), 0);
-    ledger_.expect("pvaDataBaseDeleteUser", pvaDataBaseDeleteUser(&key), 0);
-    ledger_.expect("pvaDataBaseUpdateUser", pvaDataBaseUpdateUser(&key, any.data()), 0);
+    logbook_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(&key), 0);
+    logbook_.expect("pvaDataBaseDeleteUser", pvaDataBaseDeleteUser(&key), 0);
+    logbook_.expect("pvaDataBaseUpdateUser", pvaDataBaseUpdateUser(&key, any.data()), 0);
 }
 
 void Visitor::wipe() {
     constexpr std::array kWipes{&pvaDataBaseDeleteAllPalm, &pvaDataBaseDropPalmDatabase,
                                 &pvaDataBaseDeletePalmDatabase};
-    ledger_.expect("wipe calls", kWipes[static_cast<std::size_t>(random_.between(0, 2))](), 1);
+    logbook_.expect("wipe calls", kWipes[static_cast<std::size_t>(random_.between(0, 2))](), 1);
     palms_.clear();
     lastRow_ = 0;
-    ledger_.expect("pvaDataBaseGetAllPalmCount", pvaDataBaseGetAllPalmCount(), 0);
+    logbook_.expect("pvaDataBaseGetAllPalmCount", pvaDataBaseGetAllPalmCount(), 0);
 }
 
 // ---- Settings
 
-// What the settings decide must not change under the other deeds.
+// To another value and back: what the settings decide must not change under the other deeds.
 void Visitor::set() {
-    struct Setter {
-        const char* name;
-        std::function<std::uint32_t()> call;
-        std::uint32_t result = 1;
-    };
-    static const std::vector<Setter> setters{
-        {"pvaConfigSetAuthThreshold", [] { return pvaConfigSetAuthThreshold(0.5f); }},
-        {"pvaConfigSetHandThreshold", [] { return pvaConfigSetHandThreshold(0.605f); }},
-        {"pvaConfigSetBrightnessThresholdMin",
-         [] { return pvaConfigSetBrightnessThresholdMin(10); }},
-        {"pvaConfigSetBrightnessThresholdMax",
-         [] { return pvaConfigSetBrightnessThresholdMax(250); }},
-        {"pvaConfigSetBlurThresholdMin", [] { return pvaConfigSetBlurThresholdMin(3); }},
-        {"pvaConfigSetBlurThresholdMax", [] { return pvaConfigSetBlurThresholdMax(4); }},
-        {"pvaConfigSetHorizontalOffsetTolerance",
-         [] { return pvaConfigSetHorizontalOffsetTolerance(0.025f); }},
-        {"pvaConfigSetVerticalOffsetTolerance",
-         [] { return pvaConfigSetVerticalOffsetTolerance(0.025f); }},
-        {"pvaConfigSetHandSizeWidthMin", [] { return pvaConfigSetHandSizeWidthMin(0.105f); }},
-        {"pvaConfigSetHandSizeWidthMax", [] { return pvaConfigSetHandSizeWidthMax(0.805f); }},
-        {"pvaConfigSetHandSizeHeightMin", [] { return pvaConfigSetHandSizeHeightMin(0.105f); }},
-        {"pvaConfigSetHandSizeHeightMax", [] { return pvaConfigSetHandSizeHeightMax(0.805f); }},
-        {"pvaConfigSetEnhance", [] { return pvaConfigSetEnhance(1); }},
-        {"pvaConfigSetRegisCenterCount", [] { return pvaConfigSetRegisCenterCount(1); }},
-        {"pvaConfigSetRegisMaxCount", [] { return pvaConfigSetRegisMaxCount(kCaptures); }},
-        {"pvaConfigSetDynamicDetectionLevel", [] { return pvaConfigSetDynamicDetectionLevel(0); }},
-        {"pvaConfigSetDynamicDetectionLevel", [] { return pvaConfigSetDynamicDetectionLevel(5); },
-         0},
-    };
-    const Setter& setter =
-        setters[static_cast<std::size_t>(random_.between(0, static_cast<int>(setters.size()) - 1))];
-    ledger_.expect(setter.name, setter.call(), setter.result);
-    const auto written = nlohmann::ordered_json::parse(readFile(folder_.configPath()));
-    ledger_.count("  the configuration written", written["database"]["regis_max_count"] == 3);
+    const auto last = static_cast<int>(settings().size()) - 1;
+    const Setting& setting = settings()[static_cast<std::size_t>(random_.between(0, last))];
+    const double usual = folder_.document[setting.section].value(setting.key, 0.0);
+    for (const double value : {setting.otherValue, usual}) {
+        logbook_.expect(setting.call, setting.set(value), 1u);
+        logbook_.expect("  the setting in the file", writtenNumber(setting),
+                        static_cast<float>(value));
+    }
+}
+
+void Visitor::refuseSetting() {
+    const std::string before = readFile(folder_.configPath());
+    logbook_.expect("pvaConfigSetDynamicDetectionLevel", pvaConfigSetDynamicDetectionLevel(5), 0u);
+    logbook_.count("  the untouched file", readFile(folder_.configPath()) == before);
+}
+
+float Visitor::writtenNumber(const Setting& setting) const {
+    const auto document = nlohmann::ordered_json::parse(readFile(folder_.configPath()));
+    return document.at(setting.section).at(setting.key).get<float>();
 }
 
 // ---- Misuse
@@ -398,11 +385,11 @@ void Visitor::refuseNull() {
     PvaAuthResult who{};
     PvaHandPose pose{};
     const Features features{};
-    ledger_.expect("pvaGetAuthRes", pvaGetAuthRes(nullptr, &who), 0);
-    ledger_.expect("pvaRegister", pvaRegister(nullptr, features.data(), 0, nullptr), 0);
-    ledger_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(nullptr), 0);
-    ledger_.expect("pvaGetHandPose", pvaGetHandPose(frame_.data(), 0, kHeight, &pose), 0u);
-    ledger_.expect("pvaGetFeat", pvaGetFeat(nullptr, kWidth, kHeight, &pose, nullptr), 15u);
+    logbook_.expect("pvaGetAuthRes", pvaGetAuthRes(nullptr, &who), 0);
+    logbook_.expect("pvaRegister", pvaRegister(nullptr, features.data(), 0, nullptr), 0);
+    logbook_.expect("pvaDataBaseExistUser", pvaDataBaseExistUser(nullptr), 0);
+    logbook_.expect("pvaGetHandPose", pvaGetHandPose(frame_.data(), 0, kHeight, &pose), 0u);
+    logbook_.expect("pvaGetFeat", pvaGetFeat(nullptr, kWidth, kHeight, &pose, nullptr), 15u);
 }
 
 void Visitor::expectRaised(const std::string& call, const char* text,
@@ -413,7 +400,7 @@ void Visitor::expectRaised(const std::string& call, const char* text,
     } catch (const std::exception& fault) {
         raised = fault.what();
     }
-    ledger_.count(call + ", raising", raised.find(text) != std::string::npos, raised);
+    logbook_.count(call + ", raising", raised.find(text) != std::string::npos, raised);
 }
 
 // A configuration with a key of the wrong type, in effect until the next start.
@@ -435,15 +422,15 @@ void Visitor::raise() {
 }
 
 void Visitor::restart() {
-    ledger_.expect("deinit_pva", deinit_pva(), 1u);
+    logbook_.expect("deinit_pva", deinit_pva(), 1u);
     securityLevel_ = random_.between(1, 2);
     start();
-    ledger_.expect("pvaDataBaseGetAllPalmCount", pvaDataBaseGetAllPalmCount(),
-                   static_cast<int>(palms_.size()));
+    logbook_.expect("pvaDataBaseGetAllPalmCount", pvaDataBaseGetAllPalmCount(),
+                    static_cast<int>(palms_.size()));
 }
 
 void Visitor::callWithoutEngine() {
-    ledger_.expect("deinit_pva", deinit_pva(), 1u);
+    logbook_.expect("deinit_pva", deinit_pva(), 1u);
     constexpr char kNotStarted[] = ": the engine is not started; call init_pva first";
     PvaAuthResult who{};
     PvaHandPose pose{};

@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "soak/ledger.h"
+#include "soak/logbook.h"
 #include "soak/palmModel.h"
+#include "soak/settings.h"
 #include "support/engineFolder.h"
 
 namespace brairu::test {
@@ -22,7 +23,7 @@ public:
     // Empties store, records and doubles, so that what the process holds can be compared.
     void tidyUp();
 
-    Ledger& ledger() { return ledger_; }
+    Logbook& logbook() { return logbook_; }
 
 private:
     struct Deed {
@@ -51,6 +52,7 @@ private:
     void list();
     void askForStrangers();
     void set();
+    void refuseSetting();
     void refuseNull();
     void raise();
     void restart();
@@ -66,6 +68,8 @@ private:
     void expectRaised(const std::string& call, const char* text,
                       const std::function<void()>& action);
 
+    float writtenNumber(const Setting& setting) const;
+
     Palm* anyPalm();
     PvaUserKey newKey();
     void remember(const PvaUserKey& key, const TemplateBytes& stored);
@@ -74,7 +78,7 @@ private:
 
     SeededRandom& random_;
     EngineFolder folder_;
-    Ledger ledger_;
+    Logbook logbook_;
     std::vector<Palm> palms_;
     std::int32_t lastRow_ = 0;
     int securityLevel_ = 1;

@@ -1,11 +1,9 @@
 #include "interposedCalls.h"
 
-#include <dlfcn.h>
-
 #include <map>
 #include <utility>
 
-#define BRAIRU_INTERPOSED extern "C" __attribute__((visibility("default")))
+#include "support/interposing.h"
 
 namespace brairu::test {
 namespace {
@@ -15,11 +13,6 @@ constexpr int kNoSuchParameter = 999;
 // SQLite prepares and finishes statements of its own in there, not always through its interface.
 thread_local int executing = 0;
 constexpr int kBeyondAnyBlob = 1 << 30;
-
-template <class Function>
-Function* next(Function*, const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
-}
 
 int parameterFor(int parameter) {
     return parameter == InterposedCalls::get().failingParameter ? kNoSuchParameter : parameter;
@@ -155,11 +148,11 @@ BRAIRU_INTERPOSED int sqlite3_blob_write(sqlite3_blob* blob, const void* data, i
 BRAIRU_INTERPOSED int msync(void* address, std::size_t length, int flags) {
     InterposedCalls::get().flushes.push_back({length, flags});
     using Function = int(void*, std::size_t, int);
-    return next(static_cast<Function*>(nullptr), "msync")(address, length, flags);
+    return next<Function>("msync")(address, length, flags);
 }
 
 BRAIRU_INTERPOSED int system(const char* command) {
     InterposedCalls::get().commands.emplace_back(command);
     using Function = int(const char*);
-    return next(static_cast<Function*>(nullptr), "system")(command);
+    return next<Function>("system")(command);
 }

@@ -46,6 +46,7 @@ extern const SearchKernel kDotProductKernel;
 // Addresses as numbers: a null record has none beside it, and fetching it does no harm.
 static inline void prefetchAt(const std::int8_t* record, std::size_t offset) {
     const auto first = reinterpret_cast<std::uintptr_t>(record);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): only the address counts
     __builtin_prefetch(reinterpret_cast<const void*>(first + offset));
 }
 

@@ -1,6 +1,5 @@
 #include "diskTrace.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -18,8 +17,7 @@
 #include <utility>
 
 #include "store/palmTemplate.h"
-
-#define BRAIRU_INTERPOSED extern "C" __attribute__((visibility("default")))
+#include "support/interposing.h"
 
 namespace brairu::test {
 namespace {
@@ -221,11 +219,6 @@ constinit Recorder* currentRecorder = nullptr;
 
 Recorder* recorder() {
     return currentRecorder;
-}
-
-template <class Function>
-Function* next(const char* name) {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace

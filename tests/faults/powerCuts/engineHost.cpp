@@ -3,7 +3,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -261,13 +260,6 @@ int fittingLedger(const Palms& found, ConfiguredNumbers configured,
 }
 
 }  // namespace
-
-void preferMemory() {
-    constexpr const char* kMemory = "/dev/shm";
-    if (std::filesystem::is_directory(kMemory)) {
-        ::setenv("TMPDIR", kMemory, 0);
-    }
-}
 
 HostFolder::HostFolder() {
     engine_.document["database"]["database_path"] = file("palms.db");

@@ -7,12 +7,9 @@
 
 #include "ledger.h"
 #include "support/engineFolder.h"
+#include "support/preferMemory.h"
 
 namespace brairu::test {
-
-// Temporary folders lie in memory from here on, where the system has such a place and nobody chose
-// another: nothing here depends on a real disk.
-void preferMemory();
 
 // Models and settings, with everything that changes in a folder of its own.
 class HostFolder {

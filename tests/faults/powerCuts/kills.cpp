@@ -1,6 +1,5 @@
 #include "kills.h"
 
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
@@ -8,11 +7,11 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
-#include <new>
 #include <stdexcept>
 
 #include "brairu.h"
 #include "support/childProcess.h"
+#include "support/sharedMemory.h"
 
 namespace brairu::test {
 
@@ -33,15 +32,6 @@ namespace {
 
 constexpr int kKillsPerStore = 150;
 constexpr int kKilled = -1;
-
-LifeJournal& sharedJournal() {
-    void* const memory = ::mmap(nullptr, sizeof(LifeJournal), PROT_READ | PROT_WRITE,
-                                MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) {
-        throw std::bad_alloc();
-    }
-    return *new (memory) LifeJournal{};
-}
 
 std::int64_t now() {
     return std::chrono::steady_clock::now().time_since_epoch().count();
@@ -115,13 +105,9 @@ std::vector<Ledger> ledgersAfter(Ledger ledger, const LifeJournal& journal) {
     return possible;
 }
 
-std::string complaintOf(const ChildResult& child) {
-    return "status " + std::to_string(child.exitStatus) + ": " + child.err;
-}
-
 }  // namespace
 
-KillRun::KillRun(std::uint32_t seed) : chooser_(seed), journal_(sharedJournal()) {
+KillRun::KillRun(std::uint32_t seed) : chooser_(seed), journal_(sharedWithChildren<LifeJournal>()) {
     stepTimes_.fill(2e6);
     adoptOrphans();
 }

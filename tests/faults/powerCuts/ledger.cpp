@@ -4,15 +4,14 @@
 #include <cmath>
 #include <iterator>
 
-#include "match/similarity.h"
 #include "store/palmTemplate.h"
+#include "support/plainMatching.h"
 
 namespace brairu::test {
 namespace {
 
 constexpr int kLoudest = 80;
 constexpr std::size_t kMostGone = 8;
-constexpr float kLearningWeight = 0.15f;
 
 std::uint8_t byteOf(double value) {
     return static_cast<std::uint8_t>(static_cast<std::int8_t>(std::lround(value)));
@@ -45,35 +44,18 @@ int templatesIn(const Bytes& row) {
     return static_cast<int>(row.size() / kTemplateBytes);
 }
 
-FeatureBlock blockAt(const Bytes& bytes, std::size_t block) {
-    return blockOf(bytes.data() + block * kBlockBytes, kBlockBytes);
-}
-
 // The template that a search finds first.
 int bestTemplate(const Bytes& row, const Bytes& capture) {
     int best = 0;
-    double nearest = 2;
+    double highest = -2;
     for (int index = 0; index < templatesIn(row); ++index) {
-        const double distance =
-            cosineDistance(blockAt(capture, 0), blockAt(templateAt(row, index), 0));
-        if (distance < nearest) {
-            nearest = distance;
+        const double similarity = cosine(capture.data(), templateAt(row, index).data());
+        if (similarity > highest) {
+            highest = similarity;
             best = index;
         }
     }
     return best;
-}
-
-Bytes learned(const Bytes& stored, const Bytes& capture) {
-    Bytes result(kTemplateBytes);
-    for (std::size_t block = 0; block < kBlocks; ++block) {
-        const FeatureBlock blended =
-            blendFeature(blockAt(capture, block), blockAt(stored, block), kLearningWeight);
-        std::ranges::transform(bytesOf(blended),
-                               result.begin() + static_cast<std::ptrdiff_t>(block * kBlockBytes),
-                               [](std::int8_t value) { return static_cast<std::uint8_t>(value); });
-    }
-    return result;
 }
 
 }  // namespace

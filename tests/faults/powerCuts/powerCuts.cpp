@@ -1,12 +1,10 @@
 #include "powerCuts.h"
 
-#include <sys/mman.h>
-
 #include <fstream>
-#include <new>
 
 #include "brairu.h"
 #include "support/childProcess.h"
+#include "support/sharedMemory.h"
 #include "support/temporaryFolder.h"
 
 namespace brairu::test {
@@ -14,15 +12,6 @@ namespace {
 
 constexpr int kStepsOfALife = 7;
 constexpr int kLivesOfAStore = 4;
-
-int* sharedNumber() {
-    void* const memory =
-        ::mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (memory == MAP_FAILED) {
-        throw std::bad_alloc();
-    }
-    return new (memory) int(0);
-}
 
 void live(const HostFolder& folder, const std::vector<Step>& steps,
           const std::vector<Ledger>& ledgers) {
@@ -34,17 +23,15 @@ void live(const HostFolder& folder, const std::vector<Step>& steps,
     }
 }
 
-std::string complaintOf(const ChildResult& child) {
-    return "status " + std::to_string(child.exitStatus) + ": " + child.err;
-}
-
 }  // namespace
 
 PowerCutRun::PowerCutRun(std::uint32_t seed, int cutsPerHundredMoments)
-    : chance_(seed), cutsPerHundredMoments_(cutsPerHundredMoments), verdict_(sharedNumber()) {}
+    : chance_(seed),
+      cutsPerHundredMoments_(cutsPerHundredMoments),
+      verdict_(sharedWithChildren<int>()) {}
 
 PowerCutRun::~PowerCutRun() {
-    ::munmap(verdict_, sizeof(int));
+    ::munmap(&verdict_, sizeof(int));
 }
 
 const Tally& PowerCutRun::run(int cuts) {
@@ -116,7 +103,7 @@ void PowerCutRun::cut(const DiskModel& disk, const Plan& plan, int begun, int re
     const std::span<const Ledger> possible(&plan.ledgers[first], begun > reported ? 2 : 1);
     const FolderContent content = disk.afterCut(chance_);
     writeFolder(folder_.path(), content);
-    const ChildResult child = inChild([&] { *verdict_ = inspectRestart(folder_, possible); });
+    const ChildResult child = inChild([&] { verdict_ = inspectRestart(folder_, possible); });
     const bool starting = begun == 0;
     const std::string at = starting            ? "start"
                            : begun == reported ? "between"
@@ -129,11 +116,11 @@ void PowerCutRun::cut(const DiskModel& disk, const Plan& plan, int begun, int re
     }
     ++tally_.restarts;
     if (possible.size() > 1) {
-        ++(*verdict_ == 0 ? tally_.undone : tally_.done);
+        ++(verdict_ == 0 ? tally_.undone : tally_.done);
     }
     constexpr int kRarely = 40;
     if (chance_.between(1, kRarely) == 1) {
-        next_ = Wreck{content, possible[static_cast<std::size_t>(*verdict_)]};
+        next_ = Wreck{content, possible[static_cast<std::size_t>(verdict_)]};
     }
 }
 

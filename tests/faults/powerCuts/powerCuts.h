@@ -49,7 +49,7 @@ private:
     int cutsPerHundredMoments_;
     HostFolder folder_;
     std::optional<Wreck> next_;
-    int* verdict_;  // in memory shared with the inspecting processes
+    int& verdict_;  // in memory shared with the inspecting processes
     Tally tally_;
 };
 

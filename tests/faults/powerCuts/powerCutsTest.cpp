@@ -5,7 +5,6 @@
 
 #include "brairu.h"
 #include "diskTrace.h"
-#include "kills.h"
 #include "powerCuts.h"
 #include "support/childProcess.h"
 #include "support/seededRandom.h"
@@ -61,18 +60,6 @@ TEST(PowerCutsTest, TheNoteIsOnTheDiskBeforeTheCacheChanges) {
     ASSERT_LT(change, trace.size());
     EXPECT_LT(placeAfter(note, DiskAct::sync, trace[note].file), change);
     EXPECT_LT(placeAfter(note, DiskAct::syncNames, 0), change);
-}
-
-TEST(PowerCutsTest, AKillAtAnyMomentLosesNothingThatWasReported) {
-    preferMemory();
-    SeededRandom random;
-    KillRun run(static_cast<std::uint32_t>(random.between(0, 1 << 30)));
-    const Tally& tally = run.run(100);
-    EXPECT_EQ(firstOf(tally.faults), "");
-    EXPECT_GT(tally.restarts, 50);
-    EXPECT_TRUE(tally.at.contains("start"));
-    EXPECT_GT(tally.undone, 0);
-    EXPECT_GT(tally.done, 0);
 }
 
 TEST(PowerCutsTest, APowerCutAtAnyMomentLosesNothingThatWasReported) {

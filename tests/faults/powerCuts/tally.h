@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/childProcess.h"
+
 namespace brairu::test {
 
 struct Tally {
@@ -15,5 +17,9 @@ struct Tally {
     int done = 0;                   // it was
     std::vector<std::string> faults;
 };
+
+inline std::string complaintOf(const ChildResult& child) {
+    return "status " + std::to_string(child.exitStatus) + ": " + child.err;
+}
 
 }  // namespace brairu::test

@@ -1,4 +1,4 @@
-#include "soak/ledger.h"
+#include "soak/logbook.h"
 
 #include <unistd.h>
 
@@ -9,7 +9,7 @@ constexpr long kStoriesPerCall = 5;
 
 }  // namespace
 
-void Ledger::count(const std::string& call, bool asExpected, const std::string& story) {
+void Logbook::count(const std::string& call, bool asExpected, const std::string& story) {
     Entry& entry = entries_[call];
     ++calls_;
     ++entry.calls;
@@ -22,7 +22,7 @@ void Ledger::count(const std::string& call, bool asExpected, const std::string& 
     }
 }
 
-void Ledger::print(std::FILE* out) const {
+void Logbook::print(std::FILE* out) const {
     std::fprintf(out, "%-36s %10s %8s\n", "call", "calls", "wrong");
     for (const auto& [call, entry] : entries_) {
         std::fprintf(out, "%-36s %10ld %8ld\n", call.c_str(), entry.calls, entry.wrong);
@@ -30,7 +30,7 @@ void Ledger::print(std::FILE* out) const {
     std::fprintf(out, "%-36s %10ld %8ld\n", "all", calls_, wrong_);
 }
 
-std::FILE* Ledger::paper() {
+std::FILE* Logbook::paper() {
     static std::FILE* const paper = ::fdopen(::dup(STDOUT_FILENO), "w");
     return paper;
 }

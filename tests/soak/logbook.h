@@ -7,7 +7,7 @@
 
 namespace brairu::test {
 
-class Ledger {
+class Logbook {
 public:
     // Counts a call; a result that is not as expected is printed, the first few of each call.
     void count(const std::string& call, bool asExpected, const std::string& story = {});
