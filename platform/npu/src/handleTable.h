@@ -26,9 +26,9 @@ class HandleTable {
 public:
     Handle add(std::shared_ptr<Object> object, Owner owner) {
         const std::lock_guard lock(mutex_);
-        auto handle = reinterpret_cast<Handle>(nextHandleNumber());
+        Handle handle = nextHandle();
         while (entries_.count(handle) != 0) {
-            handle = reinterpret_cast<Handle>(nextHandleNumber());
+            handle = nextHandle();
         }
         entries_.emplace(handle, Entry{std::move(object), owner});
         return handle;
@@ -66,6 +66,11 @@ public:
     }
 
 private:
+    static Handle nextHandle() {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number, and never followed
+        return reinterpret_cast<Handle>(nextHandleNumber());
+    }
+
     struct Entry {
         std::shared_ptr<Object> object;
         Owner owner;
