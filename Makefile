@@ -3,7 +3,7 @@
 RELEASE = build/release
 
 .PHONY: build demo test models bench board arm threads sanitize powercuts faults fuzz soak tidy \
-	coverage packages clean
+	coverage configured packages clean
 
 build: packages
 	cmake --preset release -DBRAIRU_TESTS=OFF
@@ -12,8 +12,7 @@ build: packages
 demo: build
 	$(RELEASE)/brairu-demo config/brairu.json build/demo
 
-test: packages
-	cmake --preset release -DBRAIRU_TESTS=ON
+test: configured
 	cmake --build --preset release
 	ctest --preset release
 
@@ -50,17 +49,19 @@ sanitize: packages
 	ctest --preset tsan
 
 # Kills a working host and cuts its power, ten thousand times; no reported enrolment may be lost.
-powercuts: packages
-	cmake --preset release -DBRAIRU_TESTS=ON
+powercuts: configured
 	cmake --build --preset release --target brairu-power-cuts
 	$(RELEASE)/tests/faults/powerCuts/brairu-power-cuts
 
 # Every call below the library fails, on each of its uses; prints how many were tried.
-faults: packages
-	cmake --preset release -DBRAIRU_TESTS=ON
+faults: configured
 	cmake --build --preset release --target nth_failure_tests fault_tests
 	$(RELEASE)/tests/faults/fault_tests
 	BRAIRU_FAULTS=all $(RELEASE)/tests/faults/nth_failure_tests
+
+# The release build with its tests, ready to be built.
+configured: packages
+	cmake --preset release -DBRAIRU_TESTS=ON
 
 packages:
 	cmake/installPackages.sh
@@ -74,8 +75,7 @@ coverage: packages
 	cmake/measureCoverage.sh
 
 # 200,000 calls of everything, or CALLS: results are checked, and what the process holds stays level.
-soak: packages
-	cmake --preset release -DBRAIRU_TESTS=ON
+soak: configured
 	cmake --build --preset release --target brairu_soak
 	$(RELEASE)/tests/soak/brairu_soak $(CALLS)
 

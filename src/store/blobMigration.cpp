@@ -57,8 +57,13 @@ public:
         }
         int result = rows.step();
         for (; result == SQLITE_ROW && !goesInCircles_; result = rows.step()) {
-            visit(rows.int32At(0), rows.blobAt(1));
-            migrate(rows);
+            const int id = rows.int32At(0);
+            const auto blob = rows.blobAt(1);
+            visit(id, blob);
+            if (size_ != 0 && blob.size() != size_) {
+                // A blob that there is no memory for is not an empty one.
+                migrate(id, blob, blob.empty() && rows.sizeAt(1) > 0);
+            }
         }
         if (goesInCircles_) {
             fail("Query execution error: ", sqlite3_errstr(SQLITE_CORRUPT));
@@ -69,15 +74,8 @@ public:
     }
 
 private:
-    void migrate(const SqliteStatement& row) {
-        const auto blob = row.blobAt(1);
-        if (size_ == 0 || blob.size() == size_) {
-            return;
-        }
-        const int id = row.int32At(0);
+    void migrate(int id, std::span<const std::uint8_t> blob, bool unread) {
         goesInCircles_ = !rewritten_.insert(id).second;
-        // A blob that there is no memory for is not an empty one.
-        const bool unread = blob.empty() && row.sizeAt(1) > 0;
         if (!goesInCircles_ && (unread || !rewrite(id, fittedTemplates(blob, size_)))) {
             fail("Failed to update vector_data: ", connection_.errorText());
         }

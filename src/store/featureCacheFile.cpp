@@ -118,8 +118,12 @@ bool FeatureCacheFile::isCut() const {
            static_cast<std::uint64_t>(status.st_size) < fileSize_;
 }
 
+bool FeatureCacheFile::isInside(std::int64_t slot) const {
+    return slot >= 0 && slot < std::int64_t{capacity_};
+}
+
 bool FeatureCacheFile::hasSlot(std::int64_t slot) const {
-    return isMapped() && slot >= 0 && slot < std::int64_t{capacity_};
+    return isMapped() && isInside(slot);
 }
 
 std::int8_t* FeatureCacheFile::writableRecord(std::size_t slot) {
@@ -149,8 +153,7 @@ bool FeatureCacheFile::get(std::int64_t slot, std::vector<std::int8_t>& record) 
 }
 
 bool FeatureCacheFile::holds(std::int64_t slot, std::span<const std::int8_t> record) const {
-    if (mapping_ == nullptr || slot < 0 || slot >= std::int64_t{capacity_} ||
-        record.size() != recordSize_) {
+    if (mapping_ == nullptr || !isInside(slot) || record.size() != recordSize_) {
         return false;
     }
     const auto index = static_cast<std::size_t>(slot);

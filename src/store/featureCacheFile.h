@@ -88,6 +88,7 @@ public:
 
 private:
     bool isCut() const;
+    bool isInside(std::int64_t slot) const;
     bool hasSlot(std::int64_t slot) const;
     std::int8_t* writableRecord(std::size_t slot);
     bool resize();
