@@ -16,7 +16,8 @@ macro(brairu_cross processor triplet architecture emulator cpu)
     set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
     set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
     set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-    set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
+    # The packages' paths stay as on the board; they are looked up below the sysroot like all others.
+    set(ENV{PKG_CONFIG_SYSROOT_DIR} "")
     set(ENV{PKG_CONFIG_LIBDIR}
         ${CMAKE_SYSROOT}/usr/lib/${triplet}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
 
