@@ -32,8 +32,9 @@ debian_sources() {
 unpack_packages() {
     apt-config dump | sed -nE '/^Acquire::(http|https|Check-|Retries)/p' > "$settings"
     # shellcheck disable=SC2086 # one word per package
-    debian_sources | mmdebstrap --quiet --variant=extract --architectures="$architecture" \
-        --aptopt="$settings" --include="$(echo $packages | tr ' ' ,)" \
+    debian_sources | mmdebstrap --quiet --mode=chrootless --variant=extract \
+        --architectures="$architecture" --aptopt="$settings" \
+        --include="$(echo $packages | tr ' ' ,)" \
         "$(. /etc/os-release && echo "$VERSION_CODENAME")" - - |
         tar -x --no-same-owner -C "$half" --exclude='./dev/*'
     rm "$settings"
