@@ -82,22 +82,20 @@ std::uint32_t HandPose::extractFeatures(std::uint8_t* luma, FrameSize frame, Pva
     if (const std::uint32_t code = checkPlacement(frame, pose); code != PVA_PLACEMENT_GOOD) {
         return code;
     }
-    PalmImages images;
-    pose.placementCode = cutPalm({frame.height, frame.width, CV_8UC1, luma}, pose, images);
+    pose.placementCode = cutPalm({frame.height, frame.width, CV_8UC1, luma}, pose);
     if (pose.placementCode == PVA_PLACEMENT_GOOD) {
-        features_.extract(images, features);
+        features_.extract(palm_, features);
     }
     return pose.placementCode;
 }
 
 // Cuts the palm images and lets the quality gate judge them.
-std::uint32_t HandPose::cutPalm(const cv::Mat& frame, PvaHandPose& pose, PalmImages& images) {
-    const std::uint32_t code =
-        extractPalm(frame, configuredInput(config_, "feature"), pose, images);
+std::uint32_t HandPose::cutPalm(const cv::Mat& frame, PvaHandPose& pose) {
+    const std::uint32_t code = extractPalm(frame, configuredInput(config_, "feature"), pose, palm_);
     if (code != PVA_PLACEMENT_GOOD) {
         return code;
     }
-    return qualityCode(images.regionA, images.regionB, readQualitySettings(config_));
+    return qualityCode(palm_.regionA, palm_.regionB, readQualitySettings(config_));
 }
 
 }  // namespace brairu

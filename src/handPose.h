@@ -40,12 +40,13 @@ public:
 private:
     std::span<const std::uint8_t> scannedBytes(const NetOutputs& outputs);
     int scoreThreshold();
-    std::uint32_t cutPalm(const cv::Mat& frame, PvaHandPose& pose, PalmImages& images);
+    std::uint32_t cutPalm(const cv::Mat& frame, PvaHandPose& pose);
 
     ConfigDocument config_;
     FeatureNetworks features_;
     NetRuntime network_;
     OutputLayout layout_;
+    PalmImages palm_;  // of the last capture
 };
 
 }  // namespace brairu

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "utils/convert.h"
@@ -55,15 +56,14 @@ void parseInto(ConfigDocument& document, const std::string& text) {
 
 // document[name]. Without memory, the JSON library's own way from null to an object leaves a value
 // that ends the process when it is touched.
-ConfigDocument& member(ConfigDocument& document, const std::string& name) {
+ConfigDocument& member(ConfigDocument& document, std::string_view name) {
     if (document.is_null()) {
         document = ConfigDocument::object();
     }
     return document[name];
 }
 
-ConfigDocument& member(ConfigDocument& document, const std::string& section,
-                       const std::string& key) {
+ConfigDocument& member(ConfigDocument& document, std::string_view section, std::string_view key) {
     return member(member(document, section), key);
 }
 

@@ -57,9 +57,14 @@ FeatureNetworks::~FeatureNetworks() {
 
 void FeatureNetworks::extract(const PalmImages& images, std::uint8_t* output) {
     requireEven(images.whole);
-    runFeature(featureFrame(images.whole), output, kFeatureNetwork, 2);
-    runFeature(featureFrame(images.regionA), output, kSupportNetwork, 0);
-    runFeature(featureFrame(images.regionB), output, kSupportNetwork, 1);
+    runFeature(frameOf(images.whole), output, kFeatureNetwork, 2);
+    runFeature(frameOf(images.regionA), output, kSupportNetwork, 0);
+    runFeature(frameOf(images.regionB), output, kSupportNetwork, 1);
+}
+
+const cv::Mat& FeatureNetworks::frameOf(const cv::Mat& grey) {
+    frame_ = featureFrame(grey, frame_);
+    return frame_;
 }
 
 void FeatureNetworks::runFeature(const cv::Mat& frame, std::uint8_t* output, int network,

@@ -29,9 +29,12 @@ public:
     void runFeature(const cv::Mat& frame, std::uint8_t* output, int network, int slot);
 
 private:
+    const cv::Mat& frameOf(const cv::Mat& grey);
+
     NpuFaults faults_;
     NetRuntime feature_;
     NetRuntime support_;
+    cv::Mat frame_;  // of the last run
 };
 
 }  // namespace brairu

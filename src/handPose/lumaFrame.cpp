@@ -1,6 +1,6 @@
 #include "handPose/lumaFrame.h"
 
-#include <opencv2/imgproc.hpp>
+#include <algorithm>
 
 namespace brairu {
 namespace {
@@ -32,6 +32,15 @@ void scaleRow(const std::uint8_t* source, const std::vector<std::uint32_t>& colu
     }
 }
 
+// BT.601's share of a grey of full range in a luma from 16 to 235, as colour conversion by way of
+// three equal channels rounds it. 16 fractional bits are as good as more, and fit fast multiplies.
+constexpr std::uint8_t broadcastLuma(std::uint8_t grey) {
+    constexpr unsigned kShare = 56'295;
+    constexpr unsigned kBlack = 16u << 16;
+    constexpr unsigned kHalf = 1u << 15;
+    return static_cast<std::uint8_t>((grey * kShare + kBlack + kHalf) >> 16);
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize frame,
@@ -49,12 +58,14 @@ std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize fram
     return scaled;
 }
 
-cv::Mat featureFrame(const cv::Mat& grey) {
-    cv::Mat colour;
-    cv::cvtColor(grey, colour, cv::COLOR_GRAY2BGR);
-    cv::Mat frame;
-    cv::cvtColor(colour, frame, cv::COLOR_BGR2YUV_I420);
-    return frame;
+cv::Mat featureFrame(const cv::Mat& grey, cv::Mat reused) {
+    reused.create(grey.rows + grey.rows / 2, grey.cols, CV_8UC1);
+    for (int y = 0; y < grey.rows; ++y) {
+        const auto* const row = grey.ptr<std::uint8_t>(y);
+        std::transform(row, row + grey.cols, reused.ptr<std::uint8_t>(y), broadcastLuma);
+    }
+    std::fill(reused.ptr<std::uint8_t>(grey.rows), reused.data + reused.total(), kNeutralChroma);
+    return reused;
 }
 
 }  // namespace brairu

@@ -2,6 +2,7 @@
 
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
+#include <utility>
 
 #include "handPose/blackCanvas.h"
 #include "handPose/geometry.h"
@@ -34,23 +35,9 @@ int scaled(int length, double factor) {
     return truncatedInt(length * factor);
 }
 
-cv::Mat resized(const cv::Mat& image, cv::Size size) {
-    cv::Mat result;
-    cv::resize(image, result, size, 0, 0, cv::INTER_LINEAR);
-    return result;
-}
-
-// The part of the frame under the rectangle, scaled; black where the rectangle leaves the frame.
-cv::Mat scaledCut(const cv::Mat& frame, cv::Rect rectangle, cv::Size size) {
-    const cv::Rect inside = rectangle & cv::Rect(0, 0, frame.cols, frame.rows);
-    if (inside == rectangle) {
-        return resized(frame(rectangle), size);
-    }
-    const BlackCanvas canvas(rectangle.size());
-    if (!inside.empty()) {
-        frame(inside).copyTo(canvas.image()(inside - rectangle.tl()));
-    }
-    return resized(canvas.image(), size);
+cv::Mat resized(const cv::Mat& image, cv::Size size, cv::Mat reused) {
+    cv::resize(image, reused, size, 0, 0, cv::INTER_LINEAR);
+    return reused;
 }
 
 cv::Rect centredRegion(cv::Size crop, double share) {
@@ -102,15 +89,41 @@ float uprightAngle(const std::vector<cv::Point>& keyPoints, int orientation) {
     return fitDirectedLineFrom7Points(keyPoints, orientation) + bias;
 }
 
-cv::Mat rotatedUpright(const cv::Mat& crop, float angle) {
+cv::Mat scaledCut(const cv::Mat& frame, cv::Rect rectangle, cv::Size size, cv::Mat reused) {
+    const cv::Rect inside = rectangle & cv::Rect(0, 0, frame.cols, frame.rows);
+    if (inside == rectangle) {
+        return resized(frame(rectangle), size, std::move(reused));
+    }
+    const BlackCanvas canvas(rectangle.size());
+    if (!inside.empty()) {
+        frame(inside).copyTo(canvas.image()(inside - rectangle.tl()));
+    }
+    return resized(canvas.image(), size, std::move(reused));
+}
+
+cv::Mat rotatedUpright(const cv::Mat& crop, float angle, cv::Mat reused) {
     if (angle > -kBiasDegrees && angle < kBiasDegrees) {
         return crop;
     }
     const cv::Point centre(crop.cols / 2, crop.rows / 2);
-    cv::Mat upright;
-    cv::warpAffine(crop, upright, cv::getRotationMatrix2D(centre, angle, 1.0), crop.size(),
+    cv::warpAffine(crop, reused, cv::getRotationMatrix2D_(centre, angle, 1.0), crop.size(),
                    cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0));
-    return upright;
+    return reused;
+}
+
+std::uint32_t cutRegions(const cv::Mat& upright, FrameSize featureInput, PalmImages& images) {
+    const cv::Rect regionA = centredRegion(upright.size(), kRegionA);
+    const cv::Rect regionB = centredRegion(upright.size(), kRegionB);
+    for (const cv::Rect& region : {regionA, regionB}) {
+        if (const std::uint32_t code = codeOfRegion(region); code != PVA_PLACEMENT_GOOD) {
+            return code;
+        }
+    }
+    const cv::Size input = sizeOf(featureInput);
+    images.regionA = resized(upright(regionA), input, images.regionA);
+    images.regionB = resized(upright(regionB), input, images.regionB);
+    images.whole = resized(upright, input, images.whole);
+    return PVA_PLACEMENT_GOOD;
 }
 
 std::uint32_t extractPalm(const cv::Mat& frame, FrameSize featureInput, PvaHandPose& pose,
@@ -122,22 +135,10 @@ std::uint32_t extractPalm(const cv::Mat& frame, FrameSize featureInput, PvaHandP
         return PVA_PLACEMENT_SMALL;
     }
     const cv::Size size = cropSize(featureInput);
-    const cv::Mat crop = scaledCut(frame, rectangle, size);
     const float angle = uprightAngle(keyPointsInCrop(pose, rectangle, size), pose.orientation);
-    const cv::Mat upright = rotatedUpright(crop, angle);
-
-    const cv::Rect regionA = centredRegion(size, kRegionA);
-    const cv::Rect regionB = centredRegion(size, kRegionB);
-    for (const cv::Rect& region : {regionA, regionB}) {
-        if (const std::uint32_t code = codeOfRegion(region); code != PVA_PLACEMENT_GOOD) {
-            return code;
-        }
-    }
-    const cv::Size input = sizeOf(featureInput);
-    images.regionA = resized(upright(regionA), input);
-    images.regionB = resized(upright(regionB), input);
-    images.whole = resized(upright, input);
-    return PVA_PLACEMENT_GOOD;
+    images.crop = scaledCut(frame, rectangle, size, images.crop);
+    images.rotated.create(size, CV_8UC1);
+    return cutRegions(rotatedUpright(images.crop, angle, images.rotated), featureInput, images);
 }
 
 }  // namespace brairu

@@ -10,11 +10,15 @@
 
 namespace brairu {
 
-// Grey images of the feature networks' input size.
+// Grey images of the feature networks' input size, and those on the way to them. What is kept from
+// one palm serves the next as memory.
 struct PalmImages {
     cv::Mat regionA;  // the middle 0.75 of the crop
     cv::Mat regionB;  // the middle 0.6 of the crop
     cv::Mat whole;    // the whole upright crop
+
+    cv::Mat crop = {};
+    cv::Mat rotated = {};  // the crop, where it has to be turned
 };
 
 // Cuts the palm out of a grey frame. Moves the centre of pose from the hand to the palm. Returns 0,
@@ -30,6 +34,14 @@ cv::Rect cropRectangle(const PvaHandPose& pose);
 cv::Size cropSize(FrameSize featureInput);
 std::vector<cv::Point> keyPointsInCrop(const PvaHandPose& pose, cv::Rect rectangle, cv::Size crop);
 float uprightAngle(const std::vector<cv::Point>& keyPoints, int orientation);
-cv::Mat rotatedUpright(const cv::Mat& crop, float angle);
+
+// The part of the frame under the rectangle, scaled; black where the rectangle leaves the frame. This
+// and the next use the memory of reused if that is an image of the result's size.
+cv::Mat scaledCut(const cv::Mat& frame, cv::Rect rectangle, cv::Size size, cv::Mat reused = {});
+cv::Mat rotatedUpright(const cv::Mat& crop, float angle, cv::Mat reused = {});
+
+// Cuts and scales the regions and the whole of the upright crop, or returns the code that says why
+// not.
+std::uint32_t cutRegions(const cv::Mat& upright, FrameSize featureInput, PalmImages& images);
 
 }  // namespace brairu

@@ -71,7 +71,7 @@ NetOutputs::~NetOutputs() {
     }
 }
 
-std::string NetOutputs::firstName() const {
+std::string_view NetOutputs::firstName() const {
     if (names_.count == 0) {
         return {};
     }

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <string>
+#include <string_view>
 
 #include "npu.h"
 #include "npu/modelFile.h"
@@ -27,8 +27,8 @@ private:
     const char* sourceFile_;
 };
 
-// The outputs of one run, released when they go. data is that of the last tensor, valid as long as
-// this object.
+// The outputs of one run, released when they go. data is that of the last tensor; it and the name
+// are valid as long as this object.
 class NetOutputs {
 public:
     NetOutputs(const NpuFaults& faults, vx_graph graph);
@@ -36,7 +36,7 @@ public:
     NetOutputs(const NetOutputs&) = delete;
     NetOutputs& operator=(const NetOutputs&) = delete;
 
-    std::string firstName() const;
+    std::string_view firstName() const;
     std::span<const std::uint8_t> data() const { return data_; }
     const std::array<std::uint32_t, 4>& dims() const { return dims_; }
 

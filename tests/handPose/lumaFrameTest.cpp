@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <opencv2/imgproc.hpp>
 
 #include "support/seededRandom.h"
 
@@ -89,6 +90,58 @@ TEST(DetectorFrame, LeavesTheImageAlone) {
     const Bytes before = plane;
     detectorFrame(plane.data(), {64, 48}, {128, 128});
     EXPECT_EQ(plane, before);
+}
+
+// By way of three equal channels.
+cv::Mat convertedFrame(const cv::Mat& grey) {
+    cv::Mat colour;
+    cv::cvtColor(grey, colour, cv::COLOR_GRAY2BGR);
+    cv::Mat frame;
+    cv::cvtColor(colour, frame, cv::COLOR_BGR2YUV_I420);
+    return frame;
+}
+
+bool areEqual(const cv::Mat& a, const cv::Mat& b) {
+    return a.size() == b.size() && a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0.0;
+}
+
+cv::Mat randomGrey(cv::Size size, SeededRandom& random) {
+    cv::Mat grey(size, CV_8UC1);
+    for (auto& pixel : cv::Mat_<std::uint8_t>(grey)) {
+        pixel = random.byte();
+    }
+    return grey;
+}
+
+TEST(FeatureFrame, IsWhatColourConversionMakesOfEveryGrey) {
+    cv::Mat greys(2, 256, CV_8UC1);
+    for (int grey = 0; grey < 256; ++grey) {
+        greys.col(grey).setTo(grey);
+    }
+    EXPECT_TRUE(areEqual(featureFrame(greys), convertedFrame(greys)));
+}
+
+TEST(FeatureFrame, IsWhatColourConversionMakesOfImagesAndPartsOfThem) {
+    SeededRandom random;
+    for (int i = 0; i < 100; ++i) {
+        const cv::Size size(2 * random.between(1, 70), 2 * random.between(1, 70));
+        const cv::Mat image = randomGrey(size + cv::Size(3, 2), random);
+        const cv::Mat part = image(cv::Rect({3, 1}, size));
+        ASSERT_TRUE(areEqual(featureFrame(part), convertedFrame(part))) << size;
+    }
+}
+
+TEST(FeatureFrame, UsesTheMemoryOfAFrameOfItsSizeOnly) {
+    SeededRandom random;
+    const cv::Mat grey = randomGrey({128, 128}, random);
+    const cv::Mat frame = featureFrame(randomGrey({128, 128}, random));
+    const cv::Mat next = featureFrame(grey, frame);
+    EXPECT_EQ(next.data, frame.data);
+    EXPECT_TRUE(areEqual(next, convertedFrame(grey)));
+    const cv::Mat smaller = featureFrame(grey(cv::Rect(0, 0, 64, 64)), frame);
+    EXPECT_NE(smaller.data, frame.data);
+    EXPECT_TRUE(areEqual(smaller, convertedFrame(grey(cv::Rect(0, 0, 64, 64)))));
+    EXPECT_TRUE(areEqual(frame, convertedFrame(grey))) << "was not touched again";
 }
 
 TEST(FeatureFrame, IsPlanarWithHalfAsMuchChroma) {

@@ -440,5 +440,41 @@ TEST(ExtractPalm, AgreesWithAPlainSecondWay) {
     EXPECT_GT(turned, 100);
 }
 
+TEST(ExtractPalm, MakesTheSameImagesInTheMemoryOfThePalmBefore) {
+    SeededRandom random;
+    const cv::Mat frame = noise(random, 320, 240);
+    PalmImages reused;
+    for (int i = 0; i < 100; ++i) {
+        // Turned and upright, inside of the frame and beyond it, of one size and of another.
+        const int input = i % 10 == 9 ? 64 : 128;
+        PvaHandPose pose = levelHand(random.between(60, 260), random.between(60, 180), 100, 100);
+        pose.keyPoints[5].y = static_cast<std::uint16_t>(pose.keyPoints[5].y + 15 * (i % 3));
+        const PlainPalm expected = plainPalm(frame, input, pose);
+        ASSERT_EQ(extractPalm(frame, {input, input}, pose, reused), 0u);
+        ASSERT_TRUE(areEqual(reused.whole, expected.whole)) << "case " << i;
+        ASSERT_TRUE(areEqual(reused.regionA, expected.regionA)) << "case " << i;
+        ASSERT_TRUE(areEqual(reused.regionB, expected.regionB)) << "case " << i;
+    }
+}
+
+TEST(ExtractPalm, KeepsTheMemoryOfItsImages) {
+    SeededRandom random;
+    const cv::Mat frame = noise(random, 320, 240);
+    PalmImages images;
+    const auto memory = [&] {
+        return std::vector<const std::uint8_t*>{images.regionA.data, images.regionB.data,
+                                                images.whole.data, images.crop.data,
+                                                images.rotated.data};
+    };
+    std::vector<const std::uint8_t*> first;
+    for (const int slope : {0, 20, 0, 30}) {
+        PvaHandPose pose = levelHand(160, 120, 100, 100);
+        pose.keyPoints[5].y = static_cast<std::uint16_t>(pose.keyPoints[5].y + slope);
+        ASSERT_EQ(extractPalm(frame, kFeatureInput, pose, images), 0u);
+        first = first.empty() ? memory() : first;
+        EXPECT_EQ(memory(), first) << slope;
+    }
+}
+
 }  // namespace
 }  // namespace brairu

@@ -54,5 +54,31 @@ TEST_F(HostThreads, MayEachRunTheirOwnContext) {
     EXPECT_EQ(cv::getNumThreads(), 3);
 }
 
+TEST(WantedThreads, AreOneUnlessTheEnvironmentSaysAUsableNumber) {
+    EXPECT_EQ(npu::wantedThreads(nullptr), 1);
+    for (const char* text : {"", "x", "2x", " 2", "2 ", "-1", "257", "1.5", "99999999999"}) {
+        EXPECT_EQ(npu::wantedThreads(text), 1) << text;
+    }
+}
+
+TEST(WantedThreads, AreAsManyAsTheEnvironmentSays) {
+    EXPECT_EQ(npu::wantedThreads("0"), 0) << "the host's";
+    EXPECT_EQ(npu::wantedThreads("1"), 1);
+    EXPECT_EQ(npu::wantedThreads("4"), 4);
+    EXPECT_EQ(npu::wantedThreads("256"), 256);
+}
+
+TEST_F(HostThreads, AreTheNumberOfAScopeOrTheHosts) {
+    {
+        const npu::ThreadScope scope(2);
+        EXPECT_EQ(cv::getNumThreads(), 2);
+    }
+    {
+        const npu::ThreadScope scope(0);
+        EXPECT_EQ(cv::getNumThreads(), 3);
+    }
+    EXPECT_EQ(cv::getNumThreads(), 3);
+}
+
 }  // namespace
 }  // namespace brairu::test

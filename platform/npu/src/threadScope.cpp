@@ -16,9 +16,15 @@ std::mutex scopesMutex;
 int scopesAlive = 0;
 int hostThreads = 0;
 
-int wantedThreads() {
+int threadsOfEnvironment() {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): hosts set their environment before they start threads
-    const char* text = std::getenv("BRAIRU_NPU_THREADS");
+    static const int threads = wantedThreads(std::getenv("BRAIRU_NPU_THREADS"));
+    return threads;
+}
+
+}  // namespace
+
+int wantedThreads(const char* text) {
     if (text == nullptr)
         return 1;
     int threads = 1;
@@ -28,16 +34,15 @@ int wantedThreads() {
     return usable ? threads : 1;
 }
 
-}  // namespace
+ThreadScope::ThreadScope() : ThreadScope(threadsOfEnvironment()) {}
 
-ThreadScope::ThreadScope() {
-    static const int wanted = wantedThreads();
+ThreadScope::ThreadScope(int threads) {
     const std::lock_guard lock(scopesMutex);
     if (scopesAlive++ > 0)
         return;
     hostThreads = cv::getNumThreads();
-    if (wanted > 0 && wanted != hostThreads)
-        cv::setNumThreads(wanted);
+    if (threads > 0 && threads != hostThreads)
+        cv::setNumThreads(threads);
 }
 
 ThreadScope::~ThreadScope() {
