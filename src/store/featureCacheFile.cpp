@@ -101,7 +101,9 @@ void FeatureCacheFile::unmap() {
 }
 
 void FeatureCacheFile::flushLater() {
-    ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_ASYNC);
+    if (mapping_ != nullptr) {
+        ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_ASYNC);
+    }
 }
 
 bool FeatureCacheFile::isMapped() const {
@@ -131,14 +133,21 @@ std::int8_t* FeatureCacheFile::writableRecord(std::size_t slot) {
 }
 
 bool FeatureCacheFile::put(std::int64_t slot, std::span<const std::int8_t> record) {
-    if (!hasSlot(slot) || record.size() != recordSize_) {
+    if (!isMapped() || !place(slot, record)) {
+        return false;
+    }
+    flushLater();
+    return true;
+}
+
+bool FeatureCacheFile::place(std::int64_t slot, std::span<const std::int8_t> record) {
+    if (mapping_ == nullptr || lost_ || !isInside(slot) || record.size() != recordSize_) {
         return false;
     }
     note_.leave();
     const auto index = static_cast<std::size_t>(slot);
     std::copy(record.begin(), record.end(), writableRecord(index));
     mapping_[index] = kOccupied;
-    flushLater();
     return true;
 }
 

@@ -32,6 +32,13 @@ public:
     // file or a record that is not of recordSize() bytes.
     bool put(std::int64_t slot, std::span<const std::int8_t> record);
 
+    // The same for many slots in a row: the caller asks isMapped() once before, and calls
+    // flushLater() after them.
+    bool place(std::int64_t slot, std::span<const std::int8_t> record);
+
+    // Has the system write what was changed, and does not wait for it.
+    void flushLater();
+
     // Copies the record of an occupied slot; false for any other.
     bool get(std::int64_t slot, std::vector<std::int8_t>& record) const;
 
@@ -94,7 +101,6 @@ private:
     bool resize();
     bool map(const char* fault);
     void unmap();
-    void flushLater();
 
     std::string path_;
     ChangeNote note_;

@@ -82,15 +82,21 @@ bool TemplateStore::rebuildCache() {
         std::cerr << "准备查询失败: " << connection_.errorText() << std::endl;
         return false;
     }
-    int result = rows.step();
-    for (; result == SQLITE_ROW; result = rows.step()) {
-        const auto blob = rows.blobAt(1);
-        mirror(std::int64_t{rows.int32At(0)} - 1, blob, std::min(blob.size(), kBlockBytes));
-    }
-    if (result != SQLITE_DONE) {
+    if (!placeAll(rows)) {
         std::cerr << "查询过程中出错: " << connection_.errorText() << std::endl;
     }
     return true;
+}
+
+// Whether the rows were read to the last one.
+bool TemplateStore::placeAll(SqliteStatement& rows) {
+    int result = rows.step();
+    for (; result == SQLITE_ROW; result = rows.step()) {
+        const auto blob = rows.blobAt(1);
+        place(std::int64_t{rows.int32At(0)} - 1, blob, std::min(blob.size(), kBlockBytes));
+    }
+    cache_.flushLater();
+    return result == SQLITE_DONE;
 }
 
 }  // namespace brairu

@@ -83,15 +83,24 @@ std::size_t TemplateStore::featureLength() {
 }
 
 // Puts the first length bytes of each template into the slots of the row that follows rowsBefore
-// others. Rows beyond the cache are not mirrored.
+// others.
 void TemplateStore::mirror(std::int64_t rowsBefore, std::span<const std::uint8_t> blob,
                            std::size_t length) {
+    if (cache_.isMapped()) {
+        place(rowsBefore, blob, length);
+        cache_.flushLater();
+    }
+}
+
+// Rows beyond the cache are not mirrored.
+void TemplateStore::place(std::int64_t rowsBefore, std::span<const std::uint8_t> blob,
+                          std::size_t length) {
     if (rowsBefore < 0 || rowsBefore >= kMirroredPalms) {
         return;
     }
     std::size_t offset = 0;
     for (int index = 0; index < centreCount_ && offset < blob.size(); ++index) {
-        cache_.put(slotsOf(rowsBefore) + index, signedBytesAt(blob, offset, length));
+        cache_.place(slotsOf(rowsBefore) + index, signedBytesAt(blob, offset, length));
         offset += kTemplateBytes;
     }
 }

@@ -86,6 +86,7 @@ private:
     std::int64_t slotsOf(std::int64_t rows) const { return std::int64_t{centreCount_} * rows; }
     std::size_t featureLength();
     void mirror(std::int64_t rowsBefore, std::span<const std::uint8_t> blob, std::size_t length);
+    void place(std::int64_t rowsBefore, std::span<const std::uint8_t> blob, std::size_t length);
     void freeSlots(int id);
 
     bool createTable();
@@ -96,6 +97,7 @@ private:
     bool isMirrored(std::int64_t rowsBefore, std::span<const std::uint8_t> blob) const;
     bool agreesWith(int rows) const;
     bool rebuildCache();
+    bool placeAll(SqliteStatement& rows);
 
     std::optional<int> idOfKey(const PvaUserKey& key);
     // Runs a change of the table to its end. After a power cut it is still there.

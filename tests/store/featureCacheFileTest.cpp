@@ -48,6 +48,7 @@ void expectRefusal(FeatureCacheFile& cache) {
     Record out{7};
     EXPECT_FALSE(cache.isMapped());
     EXPECT_FALSE(cache.put(0, Record(cache.recordSize())));
+    EXPECT_FALSE(cache.place(0, Record(cache.recordSize())));
     EXPECT_FALSE(cache.get(0, out));
     EXPECT_THAT(out, ElementsAre(7));
     EXPECT_FALSE(cache.remove(0));
@@ -237,6 +238,45 @@ TEST_F(FeatureCacheFileTest, RefusedChangesFlushNothing) {
     EXPECT_TRUE(InterposedCalls::get().flushes.empty());
 }
 
+TEST_F(FeatureCacheFileTest, RecordsPlacedInARowAreFlushedTogether) {
+    FeatureCacheFile cache = open();
+    EXPECT_TRUE(cache.place(2, record_));
+    EXPECT_TRUE(cache.place(20, Record(kRecord, 9)));
+    EXPECT_TRUE(InterposedCalls::get().flushes.empty());
+    cache.flushLater();
+    EXPECT_THAT(InterposedCalls::get().flushes, ElementsAre(Flush{kFileBytes, MS_ASYNC}));
+    Record out;
+    EXPECT_TRUE(cache.get(2, out));
+    EXPECT_EQ(out, record_);
+    EXPECT_TRUE(cache.get(20, out));
+    EXPECT_THAT(out, Each(9));
+    EXPECT_EQ(cache.count(), 2);
+}
+
+TEST_F(FeatureCacheFileTest, PlacingRefusesWhatPuttingRefuses) {
+    FeatureCacheFile cache = open();
+    EXPECT_FALSE(cache.place(-1, record_));
+    EXPECT_FALSE(cache.place(kSlots, record_));
+    EXPECT_FALSE(cache.place(0, Record(kRecord - 1)));
+    EXPECT_FALSE(cache.place(0, Record(kRecord + 1)));
+    EXPECT_FALSE(std::filesystem::exists(path() + ".changed"));
+    EXPECT_THAT(readFile(path()), Each('\0'));
+}
+
+TEST_F(FeatureCacheFileTest, PlacingLeavesTheNoteFirst) {
+    FeatureCacheFile cache = open();
+    cache.place(0, record_);
+    EXPECT_TRUE(std::filesystem::exists(path() + ".changed"));
+}
+
+TEST_F(FeatureCacheFileTest, AnUnmappedFileIsNotFlushed) {
+    FeatureCacheFile cache = open();
+    cache.close();
+    InterposedCalls::reset();
+    cache.flushLater();
+    EXPECT_TRUE(InterposedCalls::get().flushes.empty());
+}
+
 TEST_F(FeatureCacheFileTest, CloseGivesTheSystemsResultAndThenANegativeOne) {
     FeatureCacheFile cache = open();
     EXPECT_EQ(cache.close(), 0);
@@ -268,7 +308,8 @@ TEST_F(FeatureCacheFileTest, AFileThatWasCutRefusesEverythingEvenIfItGrowsAgain)
     EXPECT_THAT(
         ScriptedLog::lines(),
         ElementsAre(LogLine{
-            6, "database", "feature cache file was cut short: not used until the process starts anew\r\n"}));
+            6, "database",
+            "feature cache file was cut short: not used until the process starts anew\r\n"}));
     EXPECT_TRUE(cache.reload());
     EXPECT_TRUE(cache.isMapped());
     EXPECT_EQ(cache.count(), 1);

@@ -1,3 +1,5 @@
+#include <sys/mman.h>
+
 #include <filesystem>
 
 #include "storeTest.h"
@@ -205,6 +207,32 @@ TEST_F(StartupPassTest, ADeletedCacheFileIsRebuilt) {
     EXPECT_THAT(occupiedSlots(), ElementsAre(0, 1));
     EXPECT_EQ(recordOf(0), searchBlockOf(templateOf(1)));
     EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(2)));
+}
+
+TEST_F(StartupPassTest, ARebuildFlushesAllRowsAtOnce) {
+    start(3);
+    ASSERT_TRUE(store().insertPalm(keyOf(1, 1), rowOf({1, 2, 3})));
+    ASSERT_TRUE(store().insertPalm(keyOf(1, 2), rowOf({4, 5, 6})));
+    store_.reset();
+    std::filesystem::remove(cachePath());
+    std::filesystem::remove(cachePath() + ".changed");
+    construct(3);
+    InterposedCalls::reset();
+    run();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+    EXPECT_THAT(InterposedCalls::get().flushes,
+                ElementsAre(Flush{30000, MS_SYNC}, Flush{30000 * 513, MS_ASYNC}));
+}
+
+TEST_F(StartupPassTest, ARebuildDoesNotTouchACacheThatWasCut) {
+    startWithPalms();
+    std::filesystem::resize_file(cachePath(), 0);
+    run();
+    EXPECT_THAT(takeLog(), ElementsAre(HasSubstr("feature cache file was cut short")));
+    run();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild));
+    EXPECT_EQ(store().featureCount(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(cachePath()));
 }
 
 TEST_F(StartupPassTest, SlotsWithoutRowAreFreedByTheRebuild) {
