@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "capture/captureSuite.h"
 #include "match/kernels/chosenKernel.h"
 #include "report.h"
 #include "runner.h"
 #include "search/searchSuite.h"
+#include "store/storeSuite.h"
 
 namespace brairu::bench {
 namespace {
@@ -29,7 +31,10 @@ std::string cpuName() {
 int run(const std::string& results, const std::vector<std::string>& options) {
     const int core = pinToOneCore();
     Suite suite;
-    addSearch(suite, std::filesystem::absolute(results).parent_path());
+    const std::filesystem::path folder = std::filesystem::absolute(results).parent_path();
+    addSearch(suite, folder);
+    addStore(suite, folder);
+    addCapture(suite);
     std::printf("%s, core %d, searching with %s\n", cpuName().c_str(), core, chosenKernel().name);
     const Times times = timeAll(suite, options);
     writeResults(suite, times, results);

@@ -79,6 +79,46 @@ void printGrowthPoint(const GrowthPoint& point, const Times& times) {
                 perRecord(point.stream).c_str());
 }
 
+void printTable(const TimeTable& table, const Times& times) {
+    std::printf("\n| %-44s |", table.title.c_str());
+    std::string rule = "|---|";
+    for (const std::string& column : table.columns) {
+        std::printf(" %10s |", column.c_str());
+        rule += "---:|";
+    }
+    std::printf("\n%s\n", rule.c_str());
+    for (const TimeTable::Line& line : table.lines) {
+        std::printf("| %-44s |", line.title.c_str());
+        for (const std::string& name : line.measurements) {
+            std::printf(" %10s |", timeText(timeOf(times, name)).c_str());
+        }
+        std::printf("\n");
+    }
+}
+
+bool isOver(const Figure& figure) {
+    return figure.limit > 0.0 && figure.value > figure.limit;
+}
+
+std::string valueText(const char* format, double value, const Figure& figure) {
+    return formatted(format, value) + ' ' + figure.unit;
+}
+
+void printFigure(const Figure& figure) {
+    const bool limited = figure.limit > 0.0;
+    std::printf("| %-34s | %8s | %8s | %s |\n", figure.title.c_str(),
+                valueText("%.1f", figure.value, figure).c_str(),
+                limited ? valueText("%.0f", figure.limit, figure).c_str() : "-",
+                !limited         ? "-"
+                : isOver(figure) ? "no"
+                                 : "yes");
+}
+
+void printFigures(const Suite& suite) {
+    std::printf("\n| %-34s | %8s | %8s | kept |\n|---|---:|---:|---|\n", "", "", "at most");
+    std::ranges::for_each(suite.figures, printFigure);
+}
+
 nlohmann::json numberOrNull(std::optional<double> value) {
     return value ? nlohmann::json(*value) : nlohmann::json();
 }
@@ -107,6 +147,37 @@ nlohmann::json growthAsJson(const Suite& suite, const Times& times) {
     return points;
 }
 
+nlohmann::json tableAsJson(const TimeTable& table, const Times& times) {
+    nlohmann::json lines = nlohmann::json::array();
+    for (const TimeTable::Line& line : table.lines) {
+        nlohmann::json cells = nlohmann::json::array();
+        for (const std::string& name : line.measurements) {
+            cells.push_back(numberOrNull(timeOf(times, name)));
+        }
+        lines.push_back({{"title", line.title}, {"nanoseconds", cells}});
+    }
+    return {{"title", table.title}, {"columns", table.columns}, {"lines", lines}};
+}
+
+nlohmann::json tablesAsJson(const Suite& suite, const Times& times) {
+    nlohmann::json tables = nlohmann::json::array();
+    for (const TimeTable& table : suite.tables) {
+        tables.push_back(tableAsJson(table, times));
+    }
+    return tables;
+}
+
+nlohmann::json figuresAsJson(const Suite& suite) {
+    nlohmann::json figures = nlohmann::json::array();
+    for (const Figure& figure : suite.figures) {
+        figures.push_back({{"title", figure.title},
+                           {"value", figure.value},
+                           {"unit", figure.unit},
+                           {"limit", figure.limit}});
+    }
+    return figures;
+}
+
 }  // namespace
 
 int printReport(const Suite& suite, const Times& times) {
@@ -121,14 +192,21 @@ int printReport(const Suite& suite, const Times& times) {
     for (const GrowthPoint& point : suite.growth) {
         printGrowthPoint(point, times);
     }
+    for (const TimeTable& table : suite.tables) {
+        printTable(table, times);
+    }
+    printFigures(suite);
     return static_cast<int>(
-        std::ranges::count_if(suite.rows, [&](const Row& row) { return isMissed(row, times); }));
+        std::ranges::count_if(suite.rows, [&](const Row& row) { return isMissed(row, times); }) +
+        std::ranges::count_if(suite.figures, isOver));
 }
 
 void writeResults(const Suite& suite, const Times& times, const std::string& path) {
     const nlohmann::json results{{"nanoseconds", times},
                                  {"rows", rowsAsJson(suite, times)},
-                                 {"growth", growthAsJson(suite, times)}};
+                                 {"growth", growthAsJson(suite, times)},
+                                 {"tables", tablesAsJson(suite, times)},
+                                 {"figures", figuresAsJson(suite)}};
     std::ofstream file(path);
     file << results.dump(2) << '\n';
     if (!file.flush()) {

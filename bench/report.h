@@ -6,8 +6,9 @@
 
 namespace brairu::bench {
 
-// Prints the table of ratios as Markdown, and below it the growth. Returns the number of goals that
-// were missed; a row that could not be run misses none.
+// Prints the table of ratios as Markdown, and below it the growth, the tables of times and the
+// figures. Returns the number of goals and limits that were missed; a row that could not be run
+// misses none.
 int printReport(const Suite& suite, const Times& times);
 
 // Writes times, rows and growth as JSON. Throws std::runtime_error if it cannot.

@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <system_error>
+
+#include "silence.h"
 
 namespace brairu::bench {
 namespace {
@@ -20,7 +23,9 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration) {
-                samples_[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+                const bool byHand = !run.run_name.time_type.empty();
+                samples_[run.run_name.function_name].push_back(byHand ? run.GetAdjustedRealTime()
+                                                                      : run.GetAdjustedCPUTime());
             }
         }
     }
@@ -31,13 +36,39 @@ private:
     Samples samples_;
 };
 
+double secondsOf(Clock clock) {
+    timespec time{};
+    ::clock_gettime(clock == Clock::cpu ? CLOCK_THREAD_CPUTIME_ID : CLOCK_MONOTONIC, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+void runOften(const Measurement& measurement, benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        measurement.once();
+    }
+}
+
+void runByHand(const Measurement& measurement, benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+        if (measurement.before) {
+            measurement.before();
+        }
+        const double start = secondsOf(measurement.clock);
+        measurement.once();
+        state.SetIterationTime(secondsOf(measurement.clock) - start);
+    }
+}
+
 void registerMeasurement(const Measurement& measurement) {
-    benchmark::RegisterBenchmark(measurement.name.c_str(),
-                                 [once = measurement.once](benchmark::State& state) {
-                                     for ([[maybe_unused]] auto _ : state) {
-                                         once();
-                                     }
-                                 });
+    // Making ready can cost many times what is timed.
+    constexpr int kRunsByHand = 5;
+    const bool byHand = measurement.before || measurement.clock != Clock::cpu;
+    auto* const registered = benchmark::RegisterBenchmark(
+        measurement.name.c_str(), [measurement, run = byHand ? runByHand : runOften](
+                                      benchmark::State& state) { run(measurement, state); });
+    if (byHand) {
+        registered->UseManualTime()->Iterations(kRunsByHand);
+    }
 }
 
 void initialize(const std::vector<std::string>& options) {
@@ -86,7 +117,10 @@ Times timeAll(const Suite& suite, const std::vector<std::string>& options) {
         }
     }
     Collector collector;
-    benchmark::RunSpecifiedBenchmarks(&collector);
+    {
+        const Silence silence;
+        benchmark::RunSpecifiedBenchmarks(&collector);
+    }
     Times times;
     for (const auto& [name, samples] : collector.samples()) {
         times[name] = median(samples);

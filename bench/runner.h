@@ -11,7 +11,8 @@ namespace brairu::bench {
 // std::system_error.
 int pinToOneCore();
 
-// Runs every measurement several times over in random order and takes the medians of the CPU times.
+// Runs every measurement several times over in random order and takes the medians of the times by
+// its clock. What is run prints to nowhere.
 // The options are those of Google Benchmark; they override the number of repetitions, for example.
 Times timeAll(const Suite& suite, const std::vector<std::string>& options);
 
