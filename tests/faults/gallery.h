@@ -36,11 +36,13 @@ public:
     std::string configPath() const { return folder_.configPath(); }
     std::uint32_t start() const { return init_pva(configPath().c_str()); }
 
-    // Expects a start that finds cache and table in agreement and leaves nothing behind, the
-    // palms of some users recognised and of others not, and every row mirrored. To be called in a
-    // fresh process.
+    // Expects a start that finds cache and table in agreement, the palms of some users recognised
+    // and of others not, and every row mirrored. To be called in a fresh process.
     void expectWhole(const std::vector<std::int64_t>& present,
                      const std::vector<std::int64_t>& absent) const;
+
+    // Files on the way to becoming the configuration.
+    int unfinishedConfigs() const;
 
 private:
     void expectMirrored() const;

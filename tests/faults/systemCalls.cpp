@@ -65,6 +65,23 @@ BRAIRU_INTERPOSED int fallocate64(int fd, int mode, off64_t offset, off64_t size
     return callOrFail<Function>("fallocate64", ENOSPC, -1, fd, mode, offset, size);
 }
 
+BRAIRU_INTERPOSED int fstat64(int fd, struct stat64* status) noexcept {
+    using Function = int(int, struct stat64*);
+    return callOrFail<Function>("fstat64", EIO, -1, fd, status);
+}
+
+BRAIRU_INTERPOSED int lstat64(const char* path, struct stat64* status) noexcept {
+    using Function = int(const char*, struct stat64*);
+    return callOrFail<Function>("lstat64", EACCES, -1, path, status);
+}
+
+BRAIRU_INTERPOSED int unlink(const char* path) noexcept {
+    using Function = int(const char*);
+    const int result = callOrFail<Function>("unlink", EROFS, -1, path);
+    liveHandles().files += result != 0 && errno == EROFS;
+    return result;
+}
+
 BRAIRU_INTERPOSED void* mmap64(void* address, std::size_t size, int protection, int flags, int fd,
                                off64_t offset) noexcept {
     using Function = void*(void*, std::size_t, int, int, int, off64_t);
