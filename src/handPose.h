@@ -46,7 +46,7 @@ private:
     FeatureNetworks features_;
     NetRuntime network_;
     OutputLayout layout_;
-    PalmImages palm_;  // of the last capture
+    PalmImages palm_;  // memory of earlier captures
 };
 
 }  // namespace brairu

@@ -51,7 +51,7 @@ constexpr Comparison kComparisons[] = {
     {"cvtColor twice: network frames", &CaptureSteps::makeFrames, &ImageCalls::makeFrames, 0.0},
     {"all these: capture without networks", &CaptureSteps::captureWithoutNetworks, &ImageCalls::all,
      kGoal},
-    {"but Laplacian, cvtColor: the same", &CaptureSteps::captureWithoutNetworks,
+    {"without Laplacian, cvtColor: the same", &CaptureSteps::captureWithoutNetworks,
      &ImageCalls::shared, kGoal},
 };
 
@@ -110,6 +110,7 @@ TimeTable stepTable() {
 }  // namespace
 
 void addCapture(Suite& suite) {
+    cv::setNumThreads(1);
     for (const cv::Size size : kSizes) {
         OneSize capture(suite, size);
         for (const Step& step : kSteps) {

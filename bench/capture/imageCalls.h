@@ -13,8 +13,8 @@ public:
     explicit ImageCalls(const FoundPalm& palm);
 
     void all();
-    // Those that the library makes as well: it has the sharpness and the network frames without an
-    // image in between.
+    // Those whose images the library makes as well: it has the sharpness and the network frames
+    // without an image in between.
     void shared();
 
     void scaleToInput();

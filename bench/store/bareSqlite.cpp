@@ -43,7 +43,8 @@ void BareSqlite::rewrite(int id, std::span<const std::uint8_t> templates, int of
     sqlite3_blob* blob = nullptr;
     sqlite3_blob_open(connection_.get(), "main", "userInfo", "vector_data", id, 1, &blob);
     require(blob != nullptr);
-    sqlite3_blob_write(blob, templates.data(), static_cast<int>(templates.size()), offset);
+    require(sqlite3_blob_write(blob, templates.data(), static_cast<int>(templates.size()),
+                               offset) == SQLITE_OK);
     require(sqlite3_blob_close(blob) == SQLITE_OK);
 }
 

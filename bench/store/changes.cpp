@@ -1,9 +1,9 @@
 #include "store/changes.h"
 
-#include <array>
 #include <stdexcept>
 #include <utility>
 
+#include "match/authentication.h"
 #include "match/registration.h"
 #include "store/bareSqlite.h"
 #include "store/startedStore.h"
@@ -12,6 +12,7 @@ namespace brairu::bench {
 namespace {
 
 constexpr int kCaptures = 6;
+constexpr int kProbes = 3;
 
 void require(bool done, const char* what) {
     if (!done) {
@@ -51,22 +52,27 @@ private:
     PvaUserKey key_{};
 };
 
-// Rewrites the first template of one palm after the other.
+// The first template of one palm after the other learns from a few probes.
 class Learner {
 public:
     explicit Learner(const PalmsPointer& palms) : palms_(palms), store_(*palms) {}
 
-    void makeReady() { id_ = id_ % palms_->palms() + 1; }
-
-    void learn() {
-        std::array<std::uint8_t, kTemplateBytes> bytes{};
-        require(store_.get().readTemplate(id_, 0, bytes), "a read");
-        require(store_.get().writeTemplate(id_, 0, bytes), "a learning update");
+    void makeReady() {
+        id_ = id_ % palms_->palms() + 1;
+        PvaAuthResult match{};
+        match.rowId = id_;
+        history_.clear();
+        for (int probe = 1; probe <= kProbes; ++probe) {
+            history_.add(splitFeature(palms_->row(probe).data(), kBlockBytes), match);
+        }
     }
+
+    void learn() { brairu::learn(store_.get(), history_, 0); }
 
 private:
     PalmsPointer palms_;
     StartedStore store_;
+    AuthHistory history_;
     int id_ = 0;
 };
 

@@ -31,7 +31,7 @@ struct PipeClosed {
     void operator()(std::FILE* pipe) const { ::pclose(pipe); }
 };
 
-// All that the command writes on its standard output.
+// All that the command prints.
 std::string outputOf(const std::string& command) {
     const std::unique_ptr<std::FILE, PipeClosed> pipe(::popen(command.c_str(), "r"));
     if (pipe == nullptr) {
@@ -49,10 +49,11 @@ nlohmann::json startCost(const StoredPalms& palms) {
     const auto program =
         std::filesystem::read_symlink("/proc/self/exe").replace_filename("brairu-start-cost");
     const std::string command =
-        quotedForShell(program.string()) + ' ' + quotedForShell(writeConfig(palms));
-    auto cost = nlohmann::json::parse(outputOf(command), nullptr, false);
+        quotedForShell(program.string()) + ' ' + quotedForShell(writeConfig(palms)) + " 2>&1";
+    const std::string output = outputOf(command);
+    auto cost = nlohmann::json::parse(output, nullptr, false);
     if (cost.is_discarded() || cost["palms"] != palms.palms()) {
-        throw std::runtime_error("failed: " + command);
+        throw std::runtime_error("failed: " + command + "\n" + output);
     }
     return cost;
 }

@@ -34,7 +34,7 @@ private:
     NpuFaults faults_;
     NetRuntime feature_;
     NetRuntime support_;
-    cv::Mat frame_;  // of the last run
+    cv::Mat frame_;  // memory of earlier runs
 };
 
 }  // namespace brairu

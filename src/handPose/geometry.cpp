@@ -1,6 +1,7 @@
 #include "handPose/geometry.h"
 
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -23,7 +24,7 @@ void requireSevenPoints(std::size_t count) {
     }
 }
 
-cv::Point referenceVector(const std::vector<cv::Point>& keyPoints, int orientation) {
+cv::Point referenceVector(std::span<const cv::Point> keyPoints, int orientation) {
     return orientation == 0 ? keyPoints[5] - keyPoints[2] : keyPoints[2] - keyPoints[5];
 }
 
@@ -35,12 +36,10 @@ float lengthOf(cv::Point vector) {
 
 }  // namespace
 
-std::vector<cv::Point> keyPointsOf(const PvaHandPose& pose) {
-    std::vector<cv::Point> points;
-    points.reserve(PVA_KEY_POINTS);
-    for (const PvaPoint& point : pose.keyPoints) {
-        points.emplace_back(point.x, point.y);
-    }
+KeyPoints keyPointsOf(const PvaHandPose& pose) {
+    KeyPoints points;
+    std::ranges::transform(pose.keyPoints, points.begin(),
+                           [](const PvaPoint& point) { return cv::Point(point.x, point.y); });
     return points;
 }
 
@@ -67,10 +66,10 @@ Line fitLine(std::span<const cv::Point> points) {
     return {solution(0), solution(1)};
 }
 
-float fitDirectedLineFrom7Points(const std::vector<cv::Point>& keyPoints, int orientation) {
+float fitDirectedLineFrom7Points(std::span<const cv::Point> keyPoints, int orientation) {
     requireSevenPoints(keyPoints.size());
     // A part of the sequence, though the direction does not depend on it.
-    [[maybe_unused]] const Line fingerBases = fitLine(std::span(keyPoints).subspan(2, 4));
+    [[maybe_unused]] const Line fingerBases = fitLine(keyPoints.subspan(2, 4));
     const cv::Point reference = referenceVector(keyPoints, orientation);
     const float length = lengthOf(reference);
     if (length == 0.0f) {

@@ -17,7 +17,7 @@ namespace brairu {
 std::vector<std::uint8_t> detectorFrame(const std::uint8_t* luma, FrameSize frame, FrameSize input);
 
 // Planar 4:2:0 of a grey image with even sides: luma 16 + 0.859 x grey, then both chroma planes. Uses
-// the memory of reused if that is a frame of this size.
+// the memory of reused if that is a frame of this size, and no part of another.
 cv::Mat featureFrame(const cv::Mat& grey, cv::Mat reused = {});
 
 }  // namespace brairu

@@ -73,10 +73,10 @@ cv::Size cropSize(FrameSize featureInput) {
     return {scaled(featureInput.width, kCropPerInput), scaled(featureInput.height, kCropPerInput)};
 }
 
-std::vector<cv::Point> keyPointsInCrop(const PvaHandPose& pose, cv::Rect rectangle, cv::Size crop) {
+KeyPoints keyPointsInCrop(const PvaHandPose& pose, cv::Rect rectangle, cv::Size crop) {
     const double perPixelX = static_cast<double>(crop.width) / rectangle.width;
     const double perPixelY = static_cast<double>(crop.height) / rectangle.height;
-    std::vector<cv::Point> points = keyPointsOf(pose);
+    KeyPoints points = keyPointsOf(pose);
     for (cv::Point& point : points) {
         point.x = storedCoordinate((point.x - rectangle.x) * perPixelX);
         point.y = storedCoordinate((point.y - rectangle.y) * perPixelY);
@@ -84,7 +84,7 @@ std::vector<cv::Point> keyPointsInCrop(const PvaHandPose& pose, cv::Rect rectang
     return points;
 }
 
-float uprightAngle(const std::vector<cv::Point>& keyPoints, int orientation) {
+float uprightAngle(std::span<const cv::Point> keyPoints, int orientation) {
     const float bias = orientation == 0 ? -kBiasDegrees : kBiasDegrees;
     return fitDirectedLineFrom7Points(keyPoints, orientation) + bias;
 }
@@ -137,6 +137,7 @@ std::uint32_t extractPalm(const cv::Mat& frame, FrameSize featureInput, PvaHandP
     const cv::Size size = cropSize(featureInput);
     const float angle = uprightAngle(keyPointsInCrop(pose, rectangle, size), pose.orientation);
     images.crop = scaledCut(frame, rectangle, size, images.crop);
+    // Made here: what a copy of the header is given would be lost.
     images.rotated.create(size, CV_8UC1);
     return cutRegions(rotatedUpright(images.crop, angle, images.rotated), featureInput, images);
 }

@@ -3,9 +3,10 @@
 
 #include <cstdint>
 #include <opencv2/core.hpp>
-#include <vector>
+#include <span>
 
 #include "brairu.h"
+#include "handPose/geometry.h"
 #include "utils/frameSize.h"
 
 namespace brairu {
@@ -32,8 +33,8 @@ std::uint32_t extractPalm(const cv::Mat& frame, FrameSize featureInput, PvaHandP
 void moveCentreToPalm(PvaHandPose& pose, FrameSize featureInput);
 cv::Rect cropRectangle(const PvaHandPose& pose);
 cv::Size cropSize(FrameSize featureInput);
-std::vector<cv::Point> keyPointsInCrop(const PvaHandPose& pose, cv::Rect rectangle, cv::Size crop);
-float uprightAngle(const std::vector<cv::Point>& keyPoints, int orientation);
+KeyPoints keyPointsInCrop(const PvaHandPose& pose, cv::Rect rectangle, cv::Size crop);
+float uprightAngle(std::span<const cv::Point> keyPoints, int orientation);
 
 // The part of the frame under the rectangle, scaled; black where the rectangle leaves the frame. This
 // and the next use the memory of reused if that is an image of the result's size.

@@ -38,15 +38,6 @@ bool canLearn(const AuthHistory& history) {
            std::ranges::all_of(history.blocks(0), hasStoredLength);
 }
 
-// Faults are logged by the store and change nothing else.
-void learn(TemplateStore& store, const AuthHistory& history, int templateIndex) {
-    const int id = history.oldestRowId();
-    TemplateBytes stored{};
-    if (store.readTemplate(id, templateIndex, stored)) {
-        store.writeTemplate(id, templateIndex, learnedTemplate(stored, history));
-    }
-}
-
 // Ends a full history: its matches confirm a palm, or count for nothing.
 bool settle(TemplateStore& store, AuthHistory& history, int templateIndex, PvaAuthResult& result) {
     const int id = history.oldestRowId();
@@ -98,6 +89,14 @@ bool AuthHistory::agrees() const {
 float AuthHistory::meanSimilarity() const {
     const float sum = std::accumulate(similarities_.begin(), similarities_.end(), 0.0f);
     return sum / static_cast<float>(similarities_.size());
+}
+
+void learn(TemplateStore& store, const AuthHistory& history, int templateIndex) {
+    const int id = history.oldestRowId();
+    TemplateBytes stored{};
+    if (store.readTemplate(id, templateIndex, stored)) {
+        store.writeTemplate(id, templateIndex, learnedTemplate(stored, history));
+    }
 }
 
 bool identify(TemplateStore& store, AuthHistory& history, int securityLevel,

@@ -38,6 +38,10 @@ private:
 bool identify(TemplateStore& store, AuthHistory& history, int securityLevel,
               const CaptureBlocks& probe, PvaAuthResult& result);
 
+// Draws a stored template towards the mean of the history's probes, and rewrites it. Faults are
+// logged by the store and change nothing else.
+void learn(TemplateStore& store, const AuthHistory& history, int templateIndex);
+
 // The cosines of the blocks of two captures, subtracted in double precision and kept in single.
 using BlockSimilarities = std::array<float, kBlocks>;
 

@@ -64,7 +64,7 @@ struct LiveHandles {
     int blobs = 0;
     int connections = 0;
     int mappings = 0;
-    int files = 0;  // whose removal was made to fail
+    int configs = 0;  // half written, whose removal was made to fail
 };
 LiveHandles& liveHandles();
 std::int64_t liveHeapBlocks();

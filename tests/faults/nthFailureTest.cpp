@@ -60,7 +60,7 @@ struct Report {
     int calls = 0;
     char place[32] = "";  // the call that was made to fail; empty: none was
     int descriptors = 0;
-    int filesLeft = 0;  // whose removal was made to fail
+    int configsLeft = 0;  // half written, whose removal was made to fail
     int jsonDestructorHits = 0;
     std::array<int, kPalms.size()> rows = rowsUnknown();  // at the end
 
@@ -77,7 +77,7 @@ Report& report() {
 }
 
 void reportStrike() {
-    report().filesLeft = liveHandles().files;
+    report().configsLeft = liveHandles().configs;
     if (report().place[0] == '\0') {
         std::snprintf(report().place, sizeof report().place, "%s", ArmedFault::struck());
     }
@@ -295,7 +295,7 @@ void NthFailure::expectWhole() const {
         }
     }
     gallery_.expectWhole(present, absent);
-    EXPECT_LE(gallery_.unfinishedConfigs(), report().filesLeft);
+    EXPECT_LE(gallery_.unfinishedConfigs(), report().configsLeft);
 }
 
 bool NthFailure::attempt(const Fault& fault, Aftermath aftermath) {

@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "faultInjection.h"
 #include "support/interposing.h"
@@ -78,7 +79,7 @@ BRAIRU_INTERPOSED int lstat64(const char* path, struct stat64* status) noexcept 
 BRAIRU_INTERPOSED int unlink(const char* path) noexcept {
     using Function = int(const char*);
     const int result = callOrFail<Function>("unlink", EROFS, -1, path);
-    liveHandles().files += result != 0 && errno == EROFS;
+    liveHandles().configs += result != 0 && std::strstr(path, "brairu.json.") != nullptr;
     return result;
 }
 

@@ -23,8 +23,7 @@ TEST(KeyPointsOf, KeepsTheOrderOfTheRecord) {
         pose.keyPoints[i] = {static_cast<std::uint16_t>(10 * i),
                              static_cast<std::uint16_t>(65535 - i)};
     }
-    const Points points = keyPointsOf(pose);
-    ASSERT_EQ(points.size(), 7u);
+    const KeyPoints points = keyPointsOf(pose);
     EXPECT_EQ(points[0], cv::Point(0, 65535));
     EXPECT_EQ(points[6], cv::Point(60, 65529));
 }
