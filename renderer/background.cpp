@@ -71,6 +71,40 @@ cv::Mat drawClutter(cv::Size size, float high, Random& random) {
     return image;
 }
 
+// Folds across a cloth, and its weave.
+cv::Mat drawCloth(cv::Size size, float grey, Random& random) {
+    cv::Mat image = softPattern(size, 0.8f * grey, 1.1f * grey, 3, random);
+    cv::Mat folds = cv::Mat::zeros(size, CV_8U);
+    const int count = random.below(7);
+    for (int i = 0; i < count; ++i) {
+        const cv::Point from = anywhereIn(size, random);
+        const cv::Point to = anywhereIn(size, random);
+        const int thickness = 1 + random.below(std::max(2, size.width / 40));
+        cv::line(folds, from, to, cv::Scalar::all(80.0f), thickness, cv::LINE_AA);
+        cv::line(image, from + cv::Point(0, thickness), to + cv::Point(0, thickness),
+                 cv::Scalar::all(1.15f * grey), thickness, cv::LINE_AA);
+    }
+    cv::GaussianBlur(image, image, {}, random.uniform(0.8f, 3.0f));
+    cv::GaussianBlur(folds, folds, {}, random.uniform(0.5f, 2.5f));
+    cv::addWeighted(image, 1.0, folds, static_cast<double>(-grey / 255.0f), 0.0, image);
+    return image;
+}
+
+// Darker towards the corners, as under one lamp.
+void addVignette(cv::Mat& image, float strength) {
+    const cv::Point2f middle(0.5f * static_cast<float>(image.cols),
+                             0.5f * static_cast<float>(image.rows));
+    for (int y = 0; y < image.rows; ++y) {
+        auto* row = image.ptr<std::uint8_t>(y);
+        for (int x = 0; x < image.cols; ++x) {
+            const cv::Point2f away(static_cast<float>(x) - middle.x,
+                                   static_cast<float>(y) - middle.y);
+            const float share = 1.0f - strength * away.dot(away) / middle.dot(middle);
+            row[x] = static_cast<std::uint8_t>(static_cast<float>(row[x]) * share);
+        }
+    }
+}
+
 }  // namespace
 
 cv::Mat drawBackground(cv::Size size, Background kind, float level, Random& random) {
@@ -88,7 +122,11 @@ cv::Mat drawBackground(cv::Size size, Background kind, float level, Random& rand
             image = softPattern(small, grey * 0.85f, grey * 1.1f, 3, random);
             break;
         }
+        case Background::cloth: image = drawCloth(small, 10.0f + 220.0f * level, random); break;
         case Background::clutter: image = drawClutter(small, 50.0f + 200.0f * level, random); break;
+    }
+    if (random.chance(0.4f)) {
+        addVignette(image, random.uniform(0.1f, 0.7f));
     }
     cv::Mat result;
     cv::resize(image, result, size, 0, 0, cv::INTER_LINEAR);

@@ -28,11 +28,16 @@ cv::Point2f project(const cv::Matx33f& matrix, const cv::Point2f& point) {
     return {p[0] / p[2], p[1] / p[2]};
 }
 
+cv::Point2f middleOf(cv::Size frame) {
+    return {0.5f * static_cast<float>(frame.width), 0.5f * static_cast<float>(frame.height)};
+}
+
 }  // namespace
 
 Camera::Camera(const CaptureConditions& conditions, Hand hand, cv::Size frame)
     : frame_(frame),
       scale_(conditions.palmWidth * static_cast<float>(std::min(frame.width, frame.height))),
+      lensBend_(conditions.lensBend),
       stretch_(conditions.stretch),
       phase_(conditions.stretchPhase) {
     const float mirror = hand == Hand::left ? 1.0f : -1.0f;
@@ -58,16 +63,33 @@ cv::Point2f Camera::stretchAt(const cv::Point2f& palm) const {
            stretch_;
 }
 
+// Where a lens without distortion would show what the frame shows here.
+cv::Point2f Camera::straightened(const cv::Point2f& frame) const {
+    const cv::Point2f middle = middleOf(frame_);
+    const cv::Point2f away = frame - middle;
+    return middle + away * (1.0f + lensBend_ * away.dot(away) / middle.dot(middle));
+}
+
+cv::Point2f Camera::bent(const cv::Point2f& straight) const {
+    const cv::Point2f middle = middleOf(frame_);
+    cv::Point2f away = straight - middle;
+    for (int i = 0; i < 4; ++i) {
+        const float scale = 1.0f + lensBend_ * away.dot(away) / middle.dot(middle);
+        away = (straight - middle) / std::max(scale, 0.5f);
+    }
+    return middle + away;
+}
+
 cv::Point2f Camera::toFrame(const cv::Point2f& palm) const {
     cv::Point2f unstretched = palm;
     for (int i = 0; i < 3; ++i) {
         unstretched = palm - stretchAt(unstretched);
     }
-    return project(palmToFrame_, unstretched);
+    return bent(project(palmToFrame_, unstretched));
 }
 
 cv::Point2f Camera::toPalm(const cv::Point2f& frame) const {
-    const cv::Point2f unstretched = project(frameToPalm_, frame);
+    const cv::Point2f unstretched = project(frameToPalm_, straightened(frame));
     return unstretched + stretchAt(unstretched);
 }
 

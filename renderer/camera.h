@@ -27,11 +27,14 @@ public:
 
 private:
     cv::Point2f stretchAt(const cv::Point2f& palm) const;
+    cv::Point2f straightened(const cv::Point2f& frame) const;
+    cv::Point2f bent(const cv::Point2f& straight) const;
 
     cv::Size frame_;
     float scale_;
     cv::Matx33f palmToFrame_;
     cv::Matx33f frameToPalm_;
+    float lensBend_;
     float stretch_;
     std::array<float, 8> phase_;
 };

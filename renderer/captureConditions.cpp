@@ -9,7 +9,8 @@ namespace brairu {
 
 namespace {
 
-constexpr std::uint64_t kCaptureStream = 4;
+enum Stream : std::uint64_t { kCaptureStream = 4, kLookStream = 7 };
+
 constexpr float kDegree = static_cast<float>(CV_PI / 180.0);
 
 // How far each kind of change may go in a scenario.
@@ -21,6 +22,9 @@ struct Ranges {
     float turn;
     float tilt;
     float spread;
+    float thumb;
+    float armTurn;
+    float lensBend;
     float stretch;
     float exposureLow;
     float exposureHigh;
@@ -29,14 +33,72 @@ struct Ranges {
     float focusBlur;
     float motionBlur;
     float noise;
+    float closedFingers;
 };
 
-constexpr Ranges kEnrolment{0.345f, 0.425f, 0.040f, 0.025f, 15.0f,  8.0f,   0.05f, 0.010f,
-                            150.0f, 215.0f, 0.18f,  0.35f,  0.006f, 0.006f, 3.0f};
-constexpr Ranges kHard{0.330f, 0.460f, 0.080f, 0.050f, 40.0f,  20.0f,  0.10f, 0.016f,
-                       95.0f,  270.0f, 0.40f,  0.90f,  0.014f, 0.020f, 7.0f};
-constexpr Ranges kAnywhere{0.110f, 0.700f, 0.420f, 0.420f, 50.0f,  28.0f,  0.14f, 0.016f,
-                           60.0f,  290.0f, 0.50f,  1.20f,  0.020f, 0.030f, 10.0f};
+constexpr Ranges kEnrolment{
+    .palmWidthLow = 0.345f,
+    .palmWidthHigh = 0.425f,
+    .shiftX = 0.040f,
+    .shiftY = 0.025f,
+    .turn = 15.0f,
+    .tilt = 8.0f,
+    .spread = 0.05f,
+    .thumb = 11.0f,
+    .armTurn = 5.0f,
+    .lensBend = 0.02f,
+    .stretch = 0.010f,
+    .exposureLow = 150.0f,
+    .exposureHigh = 215.0f,
+    .lightSlope = 0.18f,
+    .lightFallOff = 0.35f,
+    .focusBlur = 0.006f,
+    .motionBlur = 0.006f,
+    .noise = 3.0f,
+    .closedFingers = 0.05f,
+};
+constexpr Ranges kHard{
+    .palmWidthLow = 0.330f,
+    .palmWidthHigh = 0.460f,
+    .shiftX = 0.080f,
+    .shiftY = 0.050f,
+    .turn = 40.0f,
+    .tilt = 20.0f,
+    .spread = 0.10f,
+    .thumb = 14.0f,
+    .armTurn = 9.0f,
+    .lensBend = 0.05f,
+    .stretch = 0.016f,
+    .exposureLow = 95.0f,
+    .exposureHigh = 270.0f,
+    .lightSlope = 0.45f,
+    .lightFallOff = 0.90f,
+    .focusBlur = 0.014f,
+    .motionBlur = 0.020f,
+    .noise = 7.0f,
+    .closedFingers = 0.10f,
+};
+constexpr Ranges kAnywhere{
+    .palmWidthLow = 0.110f,
+    .palmWidthHigh = 0.720f,
+    .shiftX = 0.420f,
+    .shiftY = 0.420f,
+    .turn = 50.0f,
+    .tilt = 28.0f,
+    .spread = 0.18f,
+    .thumb = 21.0f,
+    .armTurn = 13.0f,
+    .lensBend = 0.09f,
+    .stretch = 0.018f,
+    .exposureLow = 55.0f,
+    .exposureHigh = 310.0f,
+    .lightSlope = 0.75f,
+    .lightFallOff = 1.20f,
+    .focusBlur = 0.020f,
+    .motionBlur = 0.030f,
+    .noise = 10.0f,
+    .closedFingers = 0.18f,
+};
 
 const Ranges& rangesOf(Scenario scenario) {
     switch (scenario) {
@@ -48,10 +110,10 @@ const Ranges& rangesOf(Scenario scenario) {
 }
 
 float turnOf(Random& random, const Ranges& ranges, Scenario scenario) {
-    if (scenario != Scenario::anywhere || random.chance(0.7f)) {
+    if (scenario != Scenario::anywhere || random.chance(0.6f)) {
         return random.uniform(-ranges.turn, ranges.turn);
     }
-    return random.chance(0.7f) ? random.uniform(-110.0f, 110.0f) : random.uniform(-180.0f, 180.0f);
+    return random.chance(0.5f) ? random.uniform(-110.0f, 110.0f) : random.uniform(-180.0f, 180.0f);
 }
 
 // The middle of the upright box around the key points once the hand is turned, in palm coordinates.
@@ -68,39 +130,60 @@ cv::Point2f boxMiddle(const PalmIdentity& identity, float turn) {
     return turned.t() * ((low + high) * 0.5f);
 }
 
+// What a hand would do of its own accord, drawn towards the posture that the camera asks for.
+float guided(float own, float wanted, const CameraLook& look) {
+    return own + look.guidance * (wanted - own);
+}
+
 void holdHand(CaptureConditions& conditions, const PalmIdentity& identity, Random& random,
-              const Ranges& ranges, Scenario scenario) {
+              const Ranges& ranges, Scenario scenario, const CameraLook& look) {
     conditions.palmWidth = random.uniform(ranges.palmWidthLow, ranges.palmWidthHigh);
     conditions.place = {0.5f + random.uniform(-ranges.shiftX, ranges.shiftX),
                         0.5f + random.uniform(-ranges.shiftY, ranges.shiftY)};
-    conditions.turn = turnOf(random, ranges, scenario);
+    conditions.turn = guided(turnOf(random, ranges, scenario), look.turn, look);
     conditions.tiltAcross = random.uniform(-ranges.tilt, ranges.tilt);
     conditions.tiltAlong = random.uniform(-ranges.tilt, ranges.tilt);
     conditions.distance = random.uniform(3.0f, 8.0f);
+    conditions.lensBend = random.uniform(-ranges.lensBend, ranges.lensBend);
     conditions.middle = boxMiddle(identity, conditions.turn);
 }
 
-void poseFingers(CaptureConditions& conditions, Random& random, const Ranges& ranges) {
-    const float fan = random.normal(ranges.spread);
+// Fanned out by chance, or all side by side so that they touch.
+void spreadFingers(CaptureConditions& conditions, const HandShape& shape, Random& random,
+                   const Ranges& ranges, const CameraLook& look) {
+    const float fan = guided(random.normal(ranges.spread), look.fan, look);
+    const bool closed = random.chance(ranges.closedFingers);
     for (std::size_t i = 0; i < 4; ++i) {
         const float outward = (static_cast<float>(i) - 1.2f) * 0.6f;
-        conditions.fingerTurn[i] = fan * outward + random.normal(ranges.spread * 0.4f);
+        conditions.fingerTurn[i] =
+            closed ? random.normal(1.5f * kDegree) - shape.fingers[i].splay - 0.03f * outward
+                   : fan * outward + random.normal(ranges.spread * 0.4f);
         conditions.fingerReach[i] = 1.0f - std::abs(random.normal(ranges.spread * 0.9f));
     }
-    conditions.fingerTurn[4] = random.normal(11.0f) * kDegree;
-    conditions.fingerReach[4] = random.uniform(0.88f, 1.05f);
+}
+
+void poseHand(CaptureConditions& conditions, const HandShape& shape, Random& random,
+              const Ranges& ranges, const CameraLook& look) {
+    spreadFingers(conditions, shape, random, ranges, look);
+    const float thumb = std::clamp(random.normal(ranges.thumb), -50.0f, 40.0f) * kDegree;
+    conditions.fingerTurn[4] = guided(thumb, look.thumb, look);
+    conditions.fingerReach[4] = random.uniform(0.85f, 1.05f);
+    conditions.armTurn = random.normal(ranges.armTurn) * kDegree;
     conditions.stretch = random.uniform(0.2f, 1.0f) * ranges.stretch;
     for (float& phase : conditions.stretchPhase) {
         phase = random.uniform(0.0f, 2.0f * static_cast<float>(CV_PI));
     }
 }
 
-void lightHand(CaptureConditions& conditions, Random& random, const Ranges& ranges) {
+void lightHand(CaptureConditions& conditions, Random& random, const Ranges& ranges,
+               const CameraLook& look) {
     conditions.exposure = random.uniform(ranges.exposureLow, ranges.exposureHigh);
-    conditions.lightSlope = {random.normal(ranges.lightSlope * 0.6f),
-                             random.normal(ranges.lightSlope * 0.6f)};
+    const float slant = ranges.lightSlope * 0.6f * look.unevenness;
+    conditions.lightSlope = look.light + cv::Point2f(random.normal(slant), random.normal(slant));
+    conditions.ambient = look.ambient;
+    conditions.sheen = look.sheen * random.uniform(0.3f, 1.5f);
     conditions.lightCentre = {0.5f + random.normal(0.10f), 0.5f + random.normal(0.10f)};
-    conditions.lightFallOff = random.uniform(0.1f, 1.0f) * ranges.lightFallOff;
+    conditions.lightFallOff = random.uniform(0.1f, 1.0f) * ranges.lightFallOff * look.unevenness;
     conditions.palmHollow = random.uniform(0.3f, 1.3f);
 }
 
@@ -110,26 +193,50 @@ Background backgroundOf(Random& random, Scenario scenario) {
         return draw < 0.5f ? Background::black
                            : (draw < 0.85f ? Background::dim : Background::clutter);
     }
-    if (draw < 0.25f) {
-        return Background::black;
+    if (draw < 0.35f) {
+        return draw < 0.20f ? Background::black : Background::dim;
     }
-    return draw < 0.45f ? Background::dim : (draw < 0.65f ? Background::wall : Background::clutter);
+    if (draw < 0.75f) {
+        return draw < 0.58f ? Background::wall : Background::cloth;
+    }
+    return Background::clutter;
+}
+
+ArmWear wearOf(Random& random) {
+    ArmWear wear{};
+    if (random.chance(0.3f)) {
+        wear.sleeve = random.uniform(0.1f, 1.4f);
+        wear.sleeveWidth = random.uniform(0.02f, 0.3f);
+        wear.sleeveTone = random.uniform(0.05f, 1.35f);
+    }
+    if (random.chance(0.18f)) {
+        wear.band = random.uniform(0.02f, 0.4f);
+        wear.bandWidth = random.uniform(0.03f, 0.3f);
+        wear.bandTone = random.uniform(0.05f, 1.4f);
+    }
+    if (random.chance(0.15f)) {
+        wear.ringTone = random.uniform(0.3f, 1.4f);
+        wear.ringFinger = random.below(4);
+    }
+    return wear;
 }
 
 void chooseSurroundings(CaptureConditions& conditions, Random& random, Scenario scenario) {
     const bool cooperative = scenario == Scenario::enrolment;
     conditions.background = backgroundOf(random, scenario);
     conditions.backgroundLevel = random.uniform(0.0f, cooperative ? 0.45f : 1.0f);
-    conditions.sleeve = random.chance(0.3f) ? random.uniform(1.3f, 2.6f) : 0.0f;
-    conditions.ring = random.chance(0.12f);
+    conditions.wear = wearOf(random);
+    conditions.stains = random.chance(cooperative ? 0.05f : 0.15f) ? 1 + random.below(3) : 0;
 }
 
-void showSkin(CaptureConditions& conditions, Random& random, Scenario scenario) {
+void showSkin(CaptureConditions& conditions, Random& random, Scenario scenario,
+              const CameraLook& look) {
     const float spread = scenario == Scenario::enrolment ? 0.18f : 0.45f;
-    const float look = random.uniform(-spread, spread);
-    conditions.creaseContrast = 0.50f * (1.0f - look) * random.uniform(0.85f, 1.15f);
-    conditions.veinContrast = 0.42f * (1.0f + look) * random.uniform(0.85f, 1.15f);
-    conditions.reliefContrast = random.uniform(0.10f, 0.26f);
+    const float towardsVeins = random.uniform(-spread, spread);
+    conditions.creaseContrast = look.creases * (1.0f - towardsVeins) * random.uniform(0.85f, 1.15f);
+    conditions.veinContrast = look.veins * (1.0f + towardsVeins) * random.uniform(0.85f, 1.15f);
+    conditions.reliefContrast = look.relief * random.uniform(0.55f, 1.45f);
+    conditions.grooves = look.grooves;
 }
 
 void spoilImage(CaptureConditions& conditions, Random& random, const Ranges& ranges) {
@@ -142,17 +249,41 @@ void spoilImage(CaptureConditions& conditions, Random& random, const Ranges& ran
 
 }  // namespace
 
+CameraLook usualLook() {
+    return {0.50f, 0.42f, 0.18f, 0.3f, 0.28f, 0.05f, {0.0f, 0.0f}, 1.0f, 0.0f, 0.0f, 0.0f, 0.0f};
+}
+
+CameraLook lookOf(std::uint64_t seed, int camera) {
+    Random random{seed, static_cast<std::uint64_t>(camera), kLookStream};
+    const float towardsVeins = random.unit();
+    const float strength = std::exp(random.uniform(-2.1f, 0.2f));
+    CameraLook look{};
+    look.creases = strength * std::min(1.0f, 2.0f * (1.0f - towardsVeins)) * 0.8f;
+    look.veins = strength * std::min(1.0f, 2.0f * towardsVeins) * 0.7f;
+    look.relief = 0.06f * std::exp(random.uniform(0.0f, 2.0f));
+    look.grooves = random.uniform(0.0f, 1.2f);
+    look.ambient = random.uniform(0.10f, 0.55f);
+    look.sheen = random.chance(0.5f) ? random.uniform(0.0f, 0.35f) : 0.0f;
+    look.light = {random.normal(0.22f), random.normal(0.22f)};
+    look.unevenness = random.uniform(0.15f, 1.0f);
+    look.guidance = random.chance(0.5f) ? random.uniform(0.5f, 0.95f) : 0.0f;
+    look.turn = random.normal(10.0f);
+    look.fan = random.normal(0.08f);
+    look.thumb = random.normal(10.0f) * kDegree;
+    return look;
+}
+
 CaptureConditions captureOf(std::uint64_t seed, const PalmIdentity& identity, int capture,
-                            Scenario scenario) {
+                            Scenario scenario, const CameraLook& look) {
     const Ranges& ranges = rangesOf(scenario);
     Random random{seed, identity.key, static_cast<std::uint64_t>(capture),
                   static_cast<std::uint64_t>(scenario), kCaptureStream};
     CaptureConditions conditions{};
-    holdHand(conditions, identity, random, ranges, scenario);
-    poseFingers(conditions, random, ranges);
-    lightHand(conditions, random, ranges);
+    holdHand(conditions, identity, random, ranges, scenario, look);
+    poseHand(conditions, identity.shape, random, ranges, look);
+    lightHand(conditions, random, ranges, look);
     chooseSurroundings(conditions, random, scenario);
-    showSkin(conditions, random, scenario);
+    showSkin(conditions, random, scenario, look);
     spoilImage(conditions, random, ranges);
     return conditions;
 }

@@ -20,7 +20,54 @@ enum class Scenario {
     anywhere
 };
 
-enum class Background { black, dim, wall, clutter };
+enum class Background { black, dim, wall, cloth, clutter };
+
+// What a camera and its light make of every palm before it.
+struct CameraLook {
+    // How strongly creases, veins and fine relief show.
+    float creases;
+    float veins;
+    float relief;
+    // How much creases catch a slanting light, like grooves.
+    float grooves;
+    // Light that reaches the skin from everywhere, 0 to 1, and the mirror-like part of the reflection.
+    float ambient;
+    float sheen;
+    // Usual direction of the light, as CaptureConditions::lightSlope.
+    cv::Point2f light;
+    // How much of a scenario's change of the light from capture to capture, and of its fall-off,
+    // the camera lets through, 0 to 1.
+    float unevenness;
+    // How firmly pegs or habit bring every hand into one posture, 0 to 1; the posture's turn in
+    // degrees, and its fan of the fingers and turn of the thumb in radians.
+    float guidance;
+    float turn;
+    float fan;
+    float thumb;
+};
+
+// A camera with near-infrared light beside the lens: creases and veins show alike.
+CameraLook usualLook();
+
+// One of all cameras there may be, from visible light, where creases alone show, to deep
+// near-infrared light, where veins do.
+CameraLook lookOf(std::uint64_t seed, int camera);
+
+// What is worn on the wrist and the fingers. Distances run from the wrist down the arm, in palm
+// breadths; tones are shares of fully lit skin.
+struct ArmWear {
+    // Where a sleeve begins, 0 for a bare arm, and how far it stands off.
+    float sleeve;
+    float sleeveWidth;
+    float sleeveTone;
+    // A watch or a bracelet; width 0 for none.
+    float band;
+    float bandWidth;
+    float bandTone;
+    // Tone 0 for no ring; fingers count from the index finger.
+    float ringTone;
+    int ringFinger;
+};
 
 // Everything that differs between two captures of one palm.
 struct CaptureConditions {
@@ -39,12 +86,21 @@ struct CaptureConditions {
     std::array<float, 5> fingerTurn;
     // Visible part of each finger's length, 1 when it lies in the palm's plane, thumb last.
     std::array<float, 5> fingerReach;
+    // Radians by which the arm leans away from the hand's axis.
+    float armTurn;
+    // Bending of straight lines by the lens: change of scale at the frame's corners.
+    float lensBend;
     // Soft displacement of the skin, palm breadths.
     float stretch;
     std::array<float, 8> stretchPhase;
     float creaseContrast;
     float veinContrast;
     float reliefContrast;
+    float grooves;
+    float ambient;
+    float sheen;
+    // Wet or dirty places on the palm.
+    int stains;
     // Grey level of fully lit skin of albedo 1.
     float exposure;
     // Direction of the light across the palm (0 is straight from the camera).
@@ -55,9 +111,7 @@ struct CaptureConditions {
     float palmHollow;
     Background background;
     float backgroundLevel;
-    // Distance below the palm's origin where a sleeve begins, palm breadths; 0 for a bare arm.
-    float sleeve;
-    bool ring;
+    ArmWear wear;
     // Deviation of the focus blur and length of the motion blur, palm breadths.
     float focusBlur;
     float motionBlur;
@@ -69,6 +123,6 @@ struct CaptureConditions {
 
 // The conditions of one capture; depends on nothing but the arguments.
 CaptureConditions captureOf(std::uint64_t seed, const PalmIdentity& identity, int capture,
-                            Scenario scenario);
+                            Scenario scenario, const CameraLook& look = usualLook());
 
 }  // namespace brairu

@@ -17,8 +17,21 @@ struct FingerShape {
     float length;
     float baseWidth;
     float tipWidth;
-    // Resting direction in radians, 0 straight up, positive towards the little finger.
+    // Resting direction in radians, 0 straight up, positive towards the little finger, and how much
+    // more the tip leans that way than the base.
     float splay;
+    float bow;
+    // How far the joints stand out on either side, as a fraction of the base's half width.
+    float joints;
+};
+
+// Raised places of the palm: at the thumb, at the little finger's side, the hollow between them, and
+// below index, middle and ring finger; and how round the flanks are.
+struct SkinRelief {
+    // Share of each place's usual height.
+    std::array<float, 6> mounds{1.0f, 1.0f, 1.0f, 1.0f, 1.0f, 1.0f};
+    // Distance from the outline at which the flank is level, palm breadths.
+    float flankRadius = 0.115f;
 };
 
 // Bones and flesh of a person, nearly the same in both hands.
@@ -30,7 +43,11 @@ struct HandShape {
     // Stretches everything below the finger bases.
     float palmLength;
     float thenarBulge;
+    float littleBulge;
     float wristWidth;
+    // How far the skin reaches from the palm towards the thumb, 0 to 1.
+    float webbing;
+    SkinRelief relief;
     // 0 middle of the palm, 1 heel on the thumb's side, 2 to 5 bases of index to little finger,
     // 6 heel on the little finger's side.
     std::array<cv::Point2f, 7> keyPoints;
@@ -55,8 +72,15 @@ inline const cv::Rect2f kTextureArea{-0.82f, -1.40f, 1.64f, 1.88f};
 // Pixels of the skin layers for one palm breadth.
 inline constexpr float kTextureScale = 224.0f;
 
+// The shape alone of what identityOf gives.
+HandShape handShapeOf(std::uint64_t seed, int person, Hand hand);
+
 // The palm of a person's hand. Both hands of a person share proportions and skin, while creases
 // and veins are drawn for each hand alone.
 PalmIdentity identityOf(std::uint64_t seed, int person, Hand hand);
+
+// The same for someone who looks like others: all people of a family have one shape of hand and much
+// the same course of the principal creases. For training.
+PalmIdentity identityOf(std::uint64_t seed, int person, Hand hand, int family);
 
 }  // namespace brairu

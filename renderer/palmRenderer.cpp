@@ -15,7 +15,12 @@ namespace brairu {
 
 namespace {
 
-enum Stream : std::uint64_t { kSceneStream = 11, kNoiseStream = 12, kNoHandStream = 13 };
+enum Stream : std::uint64_t {
+    kSceneStream = 11,
+    kNoiseStream = 12,
+    kNoHandStream = 13,
+    kStainStream = 14
+};
 
 constexpr float kNeutralDetail = 128.0f;
 constexpr float kShadeScale = 96.0f;
@@ -39,6 +44,30 @@ cv::Rect2f handArea(const Camera& camera) {
     return area.area() > 0.0f ? area : cv::Rect2f(kLeft, -2.0f, 0.5f, 0.5f);
 }
 
+// Creases are grooves: under slanting light one bank is bright and the other dark.
+void lightGrooves(cv::Mat& detail, const cv::Mat& creases, const CaptureConditions& conditions) {
+    const cv::Point2f slant = conditions.lightSlope * (0.6f * conditions.grooves);
+    const cv::Matx33f across(0.0f, slant.y, 0.0f, -slant.x, 0.0f, slant.x, 0.0f, -slant.y, 0.0f);
+    cv::Mat banks;
+    cv::filter2D(creases, banks, CV_8U, across, {-1, -1}, static_cast<double>(kNeutralDetail));
+    cv::addWeighted(detail, 1.0, banks, 1.0, -static_cast<double>(kNeutralDetail), detail);
+}
+
+// Soft places that are darker or brighter than the skin around.
+void addStains(cv::Mat& detail, const CaptureConditions& conditions) {
+    Random random{conditions.noiseKey, kStainStream};
+    cv::Mat stains(detail.rows / 8, detail.cols / 8, CV_8U,
+                   cv::Scalar::all(static_cast<double>(kNeutralDetail)));
+    for (int i = 0; i < conditions.stains; ++i) {
+        cv::ellipse(stains, {random.below(stains.cols), random.below(stains.rows)},
+                    {1 + random.below(8), 1 + random.below(5)}, random.uniform(0.0f, 180.0f), 0.0,
+                    360.0, cv::Scalar::all(random.uniform(80.0f, 160.0f)), cv::FILLED);
+    }
+    cv::GaussianBlur(stains, stains, {}, 0.8);
+    cv::resize(stains, stains, detail.size(), 0, 0, cv::INTER_LINEAR);
+    cv::addWeighted(detail, 1.0, stains, 1.0, -static_cast<double>(kNeutralDetail), detail);
+}
+
 // Creases, veins and relief as this capture shows them, around kNeutralDetail.
 cv::Mat mixDetail(const PalmIdentity& identity, const CaptureConditions& conditions) {
     cv::Mat dark;
@@ -48,6 +77,12 @@ cv::Mat mixDetail(const PalmIdentity& identity, const CaptureConditions& conditi
     cv::Mat detail;
     cv::addWeighted(identity.relief, relief, dark, -1.0,
                     static_cast<double>(kNeutralDetail) * (1.0 - relief), detail);
+    if (conditions.grooves > 0.0f) {
+        lightGrooves(detail, identity.creases, conditions);
+    }
+    if (conditions.stains > 0) {
+        addStains(detail, conditions);
+    }
     return detail;
 }
 
@@ -238,19 +273,21 @@ RenderedFrame render(const PalmIdentity& identity, const CaptureConditions& cond
 
 RenderedFrame renderWithoutHand(std::uint64_t seed, int number, cv::Size size) {
     Random random{seed, static_cast<std::uint64_t>(number), kNoHandStream};
+    const std::uint64_t strangersSeed = random.next();
     PalmIdentity stranger{};
     stranger.key = random.next();
     stranger.hand = random.chance(0.5f) ? Hand::left : Hand::right;
-    CaptureConditions conditions = captureOf(seed, stranger, number, Scenario::anywhere);
-    conditions.ring = false;
+    stranger.shape = handShapeOf(strangersSeed, 0, stranger.hand);
+    const CaptureConditions conditions =
+        captureOf(seed, stranger, number, Scenario::anywhere, lookOf(seed, number));
     const bool textured = random.chance(0.3f);
     if (textured) {
-        stranger = identityOf(random.next(), 0, stranger.hand);
+        stranger = identityOf(strangersSeed, 0, stranger.hand);
     }
     const bool bare = random.chance(0.3f);
-    const Silhouette skin = otherSkin(random);
+    const Silhouette skin = otherSkin(stranger.shape, conditions, random);
     const Camera camera(conditions, stranger.hand, size);
-    const Scene scene{conditions, camera, size, random.uniform(0.5f, 1.0f)};
+    const Scene scene{conditions, camera, size, random.uniform(0.4f, 1.0f)};
     RenderedFrame frame{};
     frame.luma = photograph(bare ? nullptr : &skin, textured ? &stranger : nullptr, scene);
     return frame;

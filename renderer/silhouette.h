@@ -9,6 +9,13 @@
 
 namespace brairu {
 
+// Something flat on or around the skin: cloth, a ring, a watch, a nail, hair.
+struct Patch {
+    Curve outline;
+    // Brightness as a share of fully lit skin.
+    float tone;
+};
+
 // A body part as flat shapes in palm coordinates.
 struct Silhouette {
     std::vector<Curve> parts;
@@ -16,12 +23,16 @@ struct Silhouette {
     std::vector<Curve> clefts;
     // Lines across joints, drawn as creases.
     std::vector<Curve> folds;
+    // In the order in which they cover each other.
+    std::vector<Patch> patches;
+    SkinRelief relief;
 };
 
 // An open hand with its forearm running out towards -y.
 Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions);
 
-// Skin that is no open palm: forearm, fist, pointing finger, face-like or shapeless patch.
-Silhouette otherSkin(Random& random);
+// Skin that is no open palm: forearm, fist, the hand of a sign with folded fingers, the back of a
+// hand, a face, a shapeless patch; or a thing that has something of a hand.
+Silhouette otherSkin(const HandShape& shape, const CaptureConditions& conditions, Random& random);
 
 }  // namespace brairu

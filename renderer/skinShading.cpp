@@ -3,6 +3,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace brairu {
@@ -10,8 +11,6 @@ namespace brairu {
 namespace {
 
 constexpr int kSubPixelBits = 4;
-// Radius of the rounding at the flanks: about half a finger.
-constexpr float kFlankRadius = 0.115f;
 
 // Maps palm coordinates to the raster of a skin area.
 class Raster {
@@ -28,10 +27,6 @@ public:
         return {cvRound((palm.x - area_.x) * unit),
                 cvRound((area_.y + area_.height - palm.y) * unit)};
     }
-
-    int row(float palmY) const { return cvRound((area_.y + area_.height - palmY) * scale_); }
-
-    int column(float palmX) const { return cvRound((palmX - area_.x) * scale_); }
 
     float scale() const { return scale_; }
 
@@ -51,9 +46,9 @@ std::vector<cv::Point> pixels(const Curve& curve, const Raster& raster) {
     return result;
 }
 
-void fill(cv::Mat& image, const Curve& part, const Raster& raster) {
+void fill(cv::Mat& image, const Curve& part, const Raster& raster, float grey = 255.0f) {
     const std::vector<std::vector<cv::Point>> outline{pixels(part, raster)};
-    cv::fillPoly(image, outline, cv::Scalar::all(255), cv::LINE_AA, kSubPixelBits);
+    cv::fillPoly(image, outline, cv::Scalar::all(grey), cv::LINE_AA, kSubPixelBits);
 }
 
 void trace(cv::Mat& image, const Curve& curve, const Raster& raster, int grey, int thickness) {
@@ -86,24 +81,27 @@ struct Mound {
     float height;
 };
 
-float moundsAt(const cv::Point2f& palm, float hollow) {
-    const Mound mounds[] = {{{-0.36f, -0.70f}, {0.20f, 0.30f}, 0.060f},
-                            {{0.36f, -0.72f}, {0.17f, 0.34f}, 0.045f},
-                            {{0.0f, -0.48f}, {0.22f, 0.30f}, -0.035f * hollow},
-                            {{-0.25f, -0.06f}, {0.12f, 0.10f}, 0.022f},
-                            {{0.0f, -0.03f}, {0.10f, 0.10f}, 0.022f},
-                            {{0.25f, -0.08f}, {0.12f, 0.10f}, 0.022f}};
+const std::array<Mound, 6> kMounds{Mound{{-0.36f, -0.70f}, {0.20f, 0.30f}, 0.060f},
+                                   Mound{{0.36f, -0.72f}, {0.17f, 0.34f}, 0.045f},
+                                   Mound{{0.0f, -0.48f}, {0.22f, 0.30f}, -0.035f},
+                                   Mound{{-0.25f, -0.06f}, {0.12f, 0.10f}, 0.022f},
+                                   Mound{{0.0f, -0.03f}, {0.10f, 0.10f}, 0.022f},
+                                   Mound{{0.25f, -0.08f}, {0.12f, 0.10f}, 0.022f}};
+constexpr std::size_t kHollow = 2;
+
+float moundsAt(const cv::Point2f& palm, const SkinRelief& relief) {
     float height = 0.0f;
-    for (const Mound& mound : mounds) {
+    for (std::size_t i = 0; i < kMounds.size(); ++i) {
+        const Mound& mound = kMounds[i];
         const float x = (palm.x - mound.centre.x) / mound.radii.x;
         const float y = (palm.y - mound.centre.y) / mound.radii.y;
-        height += mound.height * std::exp(-0.5f * (x * x + y * y));
+        height += relief.mounds[i] * mound.height * std::exp(-0.5f * (x * x + y * y));
     }
     return height;
 }
 
 // The mounds are soft, so a coarse raster of them is enlarged.
-cv::Mat moundHeights(const Raster& raster, float hollow) {
+cv::Mat moundHeights(const Raster& raster, const SkinRelief& relief) {
     constexpr float kCoarse = 16.0f;
     const cv::Rect2f& area = raster.area();
     cv::Mat coarse(std::max(2, cvCeil(area.height * kCoarse)),
@@ -114,7 +112,7 @@ cv::Mat moundHeights(const Raster& raster, float hollow) {
         for (int x = 0; x < coarse.cols; ++x) {
             const cv::Point2f palm(area.x + (static_cast<float>(x) + 0.5f) * stepX,
                                    area.y + area.height - (static_cast<float>(y) + 0.5f) * stepY);
-            coarse.at<float>(y, x) = moundsAt(palm, hollow);
+            coarse.at<float>(y, x) = moundsAt(palm, relief);
         }
     }
     cv::Mat result;
@@ -123,30 +121,52 @@ cv::Mat moundHeights(const Raster& raster, float hollow) {
 }
 
 // Relief in palm breadths: round flanks plus the mounds of the palm.
-cv::Mat heights(const cv::Mat& distance, const Raster& raster, float hollow) {
-    cv::Mat height = moundHeights(raster, hollow);
-    const float perPixel = 1.0f / (raster.scale() * kFlankRadius);
+cv::Mat heights(const cv::Mat& distance, const Raster& raster, const SkinRelief& relief) {
+    cv::Mat height = moundHeights(raster, relief);
+    const float perPixel = 1.0f / (raster.scale() * relief.flankRadius);
     for (int y = 0; y < height.rows; ++y) {
         const auto* from = distance.ptr<float>(y);
         auto* to = height.ptr<float>(y);
         for (int x = 0; x < height.cols; ++x) {
             const float depth = std::min(from[x] * perPixel, 1.0f);
-            to[x] += kFlankRadius * std::sqrt(depth * (2.0f - depth));
+            to[x] += relief.flankRadius * std::sqrt(depth * (2.0f - depth));
         }
     }
     cv::GaussianBlur(height, height, {}, 0.018 * static_cast<double>(raster.scale()));
     return height;
 }
 
-// Light that a surface of the given slopes sends back; 1 when it faces the light.
+// Cosine of the angle between a surface of the given slopes and the light.
 float facing(float slopeX, float slopeY, const cv::Point2f& light) {
     const float along = 1.0f + slopeX * light.x + slopeY * light.y;
     const float length = std::sqrt((1.0f + slopeX * slopeX + slopeY * slopeY) *
                                    (1.0f + light.x * light.x + light.y * light.y));
-    return 0.28f + 0.72f * std::max(0.0f, along / length);
+    return std::max(0.0f, along / length);
 }
 
-cv::Mat litRelief(const cv::Mat& height, float scale, const cv::Point2f& light) {
+// Light that skin sends back, as a grey level: from all around, by its slope, and like a mirror.
+class Reflection {
+public:
+    explicit Reflection(const CaptureConditions& conditions) {
+        for (std::size_t i = 0; i < table_.size(); ++i) {
+            const float cosine = static_cast<float>(i) / static_cast<float>(table_.size() - 1);
+            const float share = conditions.ambient + (1.0f - conditions.ambient) * cosine +
+                                conditions.sheen * (std::pow(cosine, 40.0f) - 0.5f);
+            table_[i] = cv::saturate_cast<std::uint8_t>(kFullShade * share);
+        }
+    }
+
+    std::uint8_t at(float cosine) const {
+        return table_[static_cast<std::size_t>(cosine * static_cast<float>(table_.size() - 1))];
+    }
+
+private:
+    std::array<std::uint8_t, 1024> table_;
+};
+
+cv::Mat litRelief(const cv::Mat& height, float scale, const CaptureConditions& conditions) {
+    const Reflection reflection(conditions);
+    const cv::Point2f light = conditions.lightSlope;
     cv::Mat shade(height.size(), CV_8U);
     const float perPixel = 0.5f * scale;
     for (int y = 0; y < height.rows; ++y) {
@@ -159,7 +179,7 @@ cv::Mat litRelief(const cv::Mat& height, float scale, const cv::Point2f& light) 
             const int right = std::min(x + 1, height.cols - 1);
             const float slopeX = (here[left] - here[right]) * perPixel;
             const float slopeY = (above[x] - below[x]) * perPixel;
-            to[x] = static_cast<std::uint8_t>(kFullShade * facing(slopeX, slopeY, light));
+            to[x] = reflection.at(std::min(facing(slopeX, slopeY, light), 1.0f));
         }
     }
     return shade;
@@ -174,25 +194,12 @@ void drawFolds(cv::Mat& shade, const Silhouette& silhouette, const Raster& raste
     cv::addWeighted(shade, 1.0, folds, -0.22, 0.0, shade);
 }
 
-void drawRing(cv::Mat& shade, const Silhouette& silhouette, const Raster& raster) {
-    if (silhouette.clefts.size() < 6) {
-        return;
+void layPatches(cv::Mat& coverage, cv::Mat& shade, const Silhouette& silhouette,
+                const Raster& raster) {
+    for (const Patch& patch : silhouette.patches) {
+        fill(coverage, patch.outline, raster);
+        fill(shade, patch.outline, raster, patch.tone * kFullShade);
     }
-    constexpr std::size_t kAt = 7;
-    const Curve band{silhouette.clefts[4][kAt], silhouette.clefts[5][kAt]};
-    trace(shade, band, raster, 245, std::max(1, cvRound(0.05f * raster.scale())));
-}
-
-void drawSleeve(cv::Mat& coverage, cv::Mat& shade, const Raster& raster, float begin, float tone) {
-    const int top = std::max(0, raster.row(-begin));
-    if (top >= shade.rows) {
-        return;
-    }
-    const cv::Rect cloth = cv::Rect(cv::Point(raster.column(-0.62f), top),
-                                    cv::Point(raster.column(0.62f), shade.rows)) &
-                           cv::Rect(0, 0, shade.cols, shade.rows);
-    coverage(cloth).setTo(255);
-    shade(cloth).setTo(tone);
 }
 
 }  // namespace
@@ -202,16 +209,11 @@ ShadedSkin shadeSkin(const Silhouette& silhouette, const CaptureConditions& cond
     const Raster raster(area, scale);
     cv::Mat coverage = fillParts(silhouette, raster);
     const cv::Mat distance = distanceToEdge(coverage, silhouette, raster);
-    cv::Mat shade =
-        litRelief(heights(distance, raster, conditions.palmHollow), scale, conditions.lightSlope);
+    SkinRelief relief = silhouette.relief;
+    relief.mounds[kHollow] *= conditions.palmHollow;
+    cv::Mat shade = litRelief(heights(distance, raster, relief), scale, conditions);
+    layPatches(coverage, shade, silhouette, raster);
     drawFolds(shade, silhouette, raster);
-    if (conditions.ring) {
-        drawRing(shade, silhouette, raster);
-    }
-    if (conditions.sleeve > 0.0f) {
-        drawSleeve(coverage, shade, raster, conditions.sleeve,
-                   30.0f + 190.0f * conditions.backgroundLevel);
-    }
     cv::GaussianBlur(coverage, coverage, {}, static_cast<double>(kOutlineBlur * scale));
     ShadedSkin skin{{}, area, scale};
     cv::merge(std::vector<cv::Mat>{coverage, shade}, skin.coverageAndShade);

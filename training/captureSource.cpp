@@ -65,6 +65,17 @@ cv::Size cameraSize(Random& random) {
     return draw < 0.95f ? cv::Size(480, 480) : cv::Size(1280, 800);
 }
 
+cv::Size anySize(Random& random) {
+    const float draw = random.unit();
+    if (draw < 0.70f) {
+        return cameraSize(random);
+    }
+    if (draw < 0.90f) {
+        return {300 + random.below(400), 300 + random.below(400)};
+    }
+    return {90 + random.below(100), 90 + random.below(100)};
+}
+
 std::optional<PvaHandPose> detectedPose(const std::array<cv::Point2f, 7>& truth, cv::Size size,
                                         float error, Random& random) {
     const DetectorRow row = rowOf(truth, size, error, random);

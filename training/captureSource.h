@@ -18,6 +18,9 @@ inline constexpr int kNetworkSide = 128;
 // A frame size as cameras have it, small ones more often since they are drawn faster.
 cv::Size cameraSize(Random& random);
 
+// For detectors: also frames of any other shape, and tiny ones.
+cv::Size anySize(Random& random);
+
 // Key points as a good detector reports them: with a small error, rounded to network pixels,
 // decoded into the record by the library's own steps. Nothing when the hand would not be usable or
 // is badly placed.

@@ -35,6 +35,7 @@ cv::Size sizeOf(int number) {
 // What happened to the captures of one run.
 struct Tally {
     int hands = 0;
+    int found = 0;
     int usable = 0;
     int featured = 0;
     int empty = 0;
@@ -74,6 +75,7 @@ Features capture(RenderedFrame& frame, Tally& tally) {
     ++tally.hands;
     const auto begin = std::chrono::steady_clock::now();
     const bool usable = pvaGetHandPose(frame.luma.data, width, height, &pose) == 1;
+    tally.found += pose.width > 0 ? 1 : 0;
     if (usable) {
         const double error = meanError(pose, frame.keyPoints);
         ++tally.usable;
@@ -113,8 +115,9 @@ void print(const Tally& tally) {
     const auto percent = [](int part, int whole) {
         return whole == 0 ? 0.0 : 100.0 * part / whole;
     };
-    std::printf("captures %d, usable hands %.2f %%, features %.2f %%\n", tally.hands,
-                percent(tally.usable, tally.hands), percent(tally.featured, tally.hands));
+    std::printf("captures %d, hands found %.2f %%, usable %.2f %%, features %.2f %%\n", tally.hands,
+                percent(tally.found, tally.hands), percent(tally.usable, tally.hands),
+                percent(tally.featured, tally.hands));
     std::printf("key points off by %.2f px of 128, %.2f %% of the palm's long side\n",
                 tally.errorSum / tally.usable, 100.0 * tally.errorShareSum / tally.usable);
     for (const auto& [code, count] : tally.codes) {

@@ -26,11 +26,16 @@ def equal_error(genuine, impostor):
     return 100 * (misses[at] + accepts[at]) / 2
 
 
+def accepted_at(genuine, impostor, false_rate):
+    return 100 * np.mean(genuine > np.quantile(impostor, 1.0 - false_rate))
+
+
 def describe(name, genuine, impostor):
     own = np.quantile(genuine, (0.001, 0.01, 0.05, 0.5, 0.95, 0.99))
     other = np.quantile(impostor, (0.5, 0.99, 0.9999, 1.0))
-    print(f"{name:20s} EER {equal_error(genuine, impostor):5.2f} %  genuine {spaced(own)}  "
-          f"impostor {spaced(other)}")
+    print(f"{name:20s} EER {equal_error(genuine, impostor):5.2f} %  "
+          f"accepted at FAR 1e-4 {accepted_at(genuine, impostor, 1e-4):6.2f} %  "
+          f"genuine {spaced(own)}  impostor {spaced(other)}")
 
 
 def spaced(values):
@@ -77,7 +82,7 @@ def dynamic_check(features, enrol):
 def decisions(scores, mine):
     """The 1:N rule over a grid of thresholds, for own palms and for all others."""
     print("auth filter   genuine accepted   wrong palm accepted (comparisons, worst per probe)")
-    for auth in (0.35, 0.40, 0.45, 0.50, 0.55, 0.60):
+    for auth in (0.40, 0.50, 0.60, 0.70, 0.75, 0.80):
         for extra in (-0.1, 0.0):
             limit = auth + extra
             accepted = (scores[..., :2] > auth).all(2) & (scores[..., 2] > limit)

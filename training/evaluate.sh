@@ -1,20 +1,24 @@
 #!/bin/sh
-# Measures the networks in models/ through the library's exported calls, on rendered palms of people
-# that no training saw.
+# Measures the networks in MODELS through the library's exported calls, on rendered palms of people
+# that no training saw: the first ENROL of each palm's CAPTURES make its template, the others are
+# probes.
 set -eu
 
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build/release}
 WORK=${WORK:-build/evaluation}
-PEOPLE=${PEOPLE:-40}
-CAPTURES=${CAPTURES:-12}
+MODELS=${MODELS:-models}
+PEOPLE=${PEOPLE:-500}
+CAPTURES=${CAPTURES:-6}
+ENROL=${ENROL:-3}
 
 cmake/installPackages.sh python3-numpy
 mkdir -p "$WORK"
 for scenario in enrolment hard; do
     echo "== $scenario captures"
     rm -f "$WORK"/palms.*
-    sed -e "s#\"database_path\": \".*\"#\"database_path\": \"$WORK/palms.db\"#" \
+    sed -e "s#\"models/#\"$MODELS/#" \
+        -e "s#\"database_path\": \".*\"#\"database_path\": \"$WORK/palms.db\"#" \
         -e "s#\"search_index_path\": \".*\"#\"search_index_path\": \"$WORK/palms.bin\"#" \
         config/brairu.json > "$WORK/config.json"
     rm -rf "${WORK:?}/$scenario"
@@ -24,5 +28,5 @@ for scenario in enrolment hard; do
         exit 1
     }
     grep -E '^(captures|key|code|frames|[0-9])' "$WORK/$scenario.txt"
-    /usr/bin/python3 training/evaluate.py "$WORK/$scenario/features.npy" --enrol 6
+    /usr/bin/python3 training/evaluate.py "$WORK/$scenario/features.npy" --enrol "$ENROL"
 done

@@ -1,19 +1,20 @@
 #!/bin/sh
 # Renders palms, trains the three networks, exports and packs them into models/, and measures them.
-# Two networks train side by side, one thread each. MINUTES is the time for each training.
+# Two networks train side by side, one thread each. What was done is kept: a run that was broken off
+# is taken up where it stood.
 set -eu
 
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build/release}
 WORK=${WORK:-build/training}
-MINUTES=${MINUTES:-25}
+POSE_STEPS=${POSE_STEPS:-10000}
+PALM_STEPS=${PALM_STEPS:-6000}
 PEOPLE=${PEOPLE:-3000}
 FRAMES=${FRAMES:-40000}
 PYTHON=/usr/bin/python3
 
 export OMP_WAIT_POLICY=PASSIVE GOMP_SPINCOUNT=0
 
-# A set that was rendered whole is kept for the next run.
 render() {
     name=$1
     shift
@@ -29,16 +30,18 @@ train() {
     name=$1
     script=$2
     shift 2
-    echo "training $name for $MINUTES minutes, progress in $WORK/$name.log"
-    $PYTHON "training/$script" "$@" --minutes "$MINUTES" > "$WORK/$name.log" 2>&1
+    [ -e "$WORK/$name.done" ] && return
+    echo "training $name, progress in $WORK/$name.log"
+    $PYTHON "training/$script" "$@" >> "$WORK/$name.log" 2>&1
+    touch "$WORK/$name.done"
     tail -n 1 "$WORK/$name.log"
 }
 
 train_palms() {
     train support trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/support.npz" \
-        --images regions --seed 2
+        --images regions --seed 2 --steps "$PALM_STEPS"
     train feature trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/feature.npz" \
-        --images whole --seed 3
+        --images whole --seed 3 --steps "$PALM_STEPS"
 }
 
 pack() {
@@ -60,19 +63,20 @@ cmake/installPackages.sh python3-torch python3-onnx python3-opencv python3-numpy
     libopenblas0-pthread
 mkdir -p "$WORK" models
 
-render poses poses "$FRAMES" 1001 &
+render poses poses "$FRAMES" 2001 &
 poses=$!
 background=-$poses
-render palms palms "$PEOPLE" 10 1002 mixed
+render palms palms "$PEOPLE" 6 2002 mixed
 wait $poses
 background=
 render poses-held poses 4000 77001
-render palms-held palms 200 8 77002 enrolment
+render palms-held palms 200 6 77002 mixed
 
 train_palms &
 palms=$!
 background=-$palms
-train handpose trainPose.py "$WORK/poses" "$WORK/poses-held" "$WORK/handpose.npz" --seed 1
+train handpose trainPose.py "$WORK/poses" "$WORK/poses-held" "$WORK/handpose.npz" --seed 1 \
+    --steps "$POSE_STEPS"
 wait $palms
 background=
 

@@ -18,9 +18,19 @@ constexpr const char* kUsage =
     "poses: frames for the hand-pose network; images.npy (COUNT,128,128) and labels.npy\n"
     "  (COUNT,15): 1 or 0 for a hand, then x and y of the key points in network pixels.\n"
     "palms: both palms of PEOPLE for the feature networks; images.npy\n"
-    "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop.\n";
+    "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop. Every 100 palms in a row\n"
+    "  were taken with one camera.\n";
 
 enum Stream : std::uint64_t { kPoseStream = 21, kPalmStream = 22 };
+
+// People in a row whom one camera photographs, so that its look tells nothing about who they are.
+constexpr int kPeoplePerCamera = 50;
+// One camera in so many is the usual one.
+constexpr int kUsualCamera = 4;
+
+CameraLook cameraLook(std::uint64_t seed, int camera) {
+    return camera % kUsualCamera == 0 ? usualLook() : lookOf(seed, camera);
+}
 
 constexpr int kLabels = 15;
 constexpr int kMostTries = 400;
@@ -68,11 +78,12 @@ private:
     }
 
     void addHand(int number) {
-        const cv::Size size = cameraSize(random_);
+        const cv::Size size = anySize(random_);
         const Scenario scenario = scenarioOf(random_);
+        const CameraLook look = cameraLook(seed_, number / 2);
         for (int attempt = 0; attempt < kMostTries; ++attempt) {
             const CaptureConditions conditions =
-                captureOf(seed_, palm_, number * kMostTries + attempt, scenario);
+                captureOf(seed_, palm_, number * kMostTries + attempt, scenario, look);
             if (allInside(keyPointsIn(palm_, conditions, size), size)) {
                 append(render(palm_, conditions, size));
                 return;
@@ -81,7 +92,7 @@ private:
         throw std::runtime_error("no capture shows the whole palm");
     }
 
-    void addEmpty(int number) { append(renderWithoutHand(seed_, number, cameraSize(random_))); }
+    void addEmpty(int number) { append(renderWithoutHand(seed_, number, anySize(random_))); }
 
     void append(const RenderedFrame& frame) {
         const cv::Mat luma = detectorLuma(frame.luma);
@@ -125,8 +136,9 @@ public:
 
     void write() {
         for (int person = 0; person < people_; ++person) {
-            addPalm(identityOf(seed_, person, Hand::left));
-            addPalm(identityOf(seed_, person, Hand::right));
+            const CameraLook look = cameraLook(seed_, person / kPeoplePerCamera);
+            addPalm(palmOf(person, Hand::left), look);
+            addPalm(palmOf(person, Hand::right), look);
             if ((person + 1) % 100 == 0) {
                 std::printf("%d of %d people\n", person + 1, people_);
                 std::fflush(stdout);
@@ -141,21 +153,28 @@ private:
         return hard ? Scenario::hard : Scenario::enrolment;
     }
 
-    void addPalm(const PalmIdentity& palm) {
+    // Before every second camera there is one family alone: palms that differ in detail only.
+    PalmIdentity palmOf(int person, Hand hand) const {
+        const int camera = person / kPeoplePerCamera;
+        return camera % 2 == 0 ? identityOf(seed_, person, hand, people_ + camera)
+                               : identityOf(seed_, person, hand);
+    }
+
+    void addPalm(const PalmIdentity& palm, const CameraLook& look) {
         int number = 0;
         for (int capture = 0; capture < captures_; ++capture) {
-            addCapture(palm, number);
+            addCapture(palm, look, number);
         }
     }
 
     // Numbers go on until a capture is well placed, as a user would be asked to try again.
-    void addCapture(const PalmIdentity& palm, int& number) {
+    void addCapture(const PalmIdentity& palm, const CameraLook& look, int& number) {
         const cv::Size size = cameraSize(random_);
         const Scenario kind = scenario();
         for (int attempt = 0; attempt < kMostTries; ++attempt) {
-            const CaptureConditions conditions = captureOf(seed_, palm, number++, kind);
+            const CaptureConditions conditions = captureOf(seed_, palm, number++, kind, look);
             const auto pose = detectedPose(keyPointsIn(palm, conditions, size), size,
-                                           random_.uniform(0.004f, 0.020f), random_);
+                                           random_.uniform(0.006f, 0.040f), random_);
             if (pose) {
                 append(palmLuma(render(palm, conditions, size).luma, *pose));
                 return;

@@ -1,4 +1,4 @@
-"""What both trainings share: a run that is bounded by time, not by epochs."""
+"""What the trainings share: a run of a fixed number of steps that can be broken off and taken up."""
 
 import math
 import os
@@ -7,23 +7,40 @@ import time
 os.environ.setdefault("OMP_WAIT_POLICY", "PASSIVE")
 os.environ.setdefault("GOMP_SPINCOUNT", "0")
 
+import numpy as np
 import torch
 
+from networks import load_weights, save_weights
+
 WARM_UP = 0.03
+REPORT_SECONDS = 20.0
+SAVE_STEPS = 500
 
 
-class TimedRun:
-    """Hands out the share of the time that is used up, and the learning rate that goes with it."""
+class Run:
+    """Counts steps, sets the learning rate that goes with them, and keeps what a training has come
+    to in WEIGHTS.npz and WEIGHTS.npz.state: a run that was broken off ends as if it had not been."""
 
-    def __init__(self, minutes, peak):
-        self.start = time.time()
-        self.seconds = 60.0 * minutes
-        self.peak = peak
-        self.saved = self.start
-        self.reported = self.start
+    def __init__(self, net, weights, options):
+        self.net = net
+        self.weights = weights
+        self.steps = options.steps
+        self.peak = options.rate
+        self.step = 0
+        self.reported = time.time()
+        self.optimiser = torch.optim.AdamW(net.parameters(), weight_decay=options.decay)
+        self.rng = np.random.default_rng(options.seed)
+        if os.path.exists(self.state_path()):
+            self.resume()
+        elif options.start:
+            load_weights(net, options.start)
+        net.train()
+
+    def state_path(self):
+        return self.weights + ".state"
 
     def progress(self):
-        return min(1.0, (time.time() - self.start) / self.seconds)
+        return self.step / self.steps
 
     def rate(self):
         done = self.progress()
@@ -33,14 +50,48 @@ class TimedRun:
         return self.peak * (0.01 + 0.99 * 0.5 * (1.0 + math.cos(math.pi * falling)))
 
     def running(self):
-        return self.progress() < 1.0
+        return self.step < self.steps
 
-    def due(self, what, seconds):
+    def descend(self, loss):
+        """One step down the gradient of loss, of bounded length."""
+        for group in self.optimiser.param_groups:
+            group["lr"] = self.rate()
+        self.optimiser.zero_grad()
+        loss.backward()
+        torch.nn.utils.clip_grad_norm_(self.net.parameters(), 5.0)
+        self.optimiser.step()
+        self.step += 1
+
+    def report_due(self):
         now = time.time()
-        if now - getattr(self, what) < seconds:
+        if now - self.reported < REPORT_SECONDS:
             return False
-        setattr(self, what, now)
+        self.reported = now
         return True
+
+    def save_due(self):
+        return self.step % SAVE_STEPS == 0 and self.running()
+
+    def save(self):
+        save_weights(self.net, self.weights)
+        state = {"net": self.net.state_dict(), "optimiser": self.optimiser.state_dict(),
+                 "step": self.step, "rng": self.rng.bit_generator.state}
+        torch.save(state, self.state_path() + ".new")
+        os.replace(self.state_path() + ".new", self.state_path())
+
+    def resume(self):
+        state = torch.load(self.state_path())
+        self.net.load_state_dict(state["net"])
+        self.optimiser.load_state_dict(state["optimiser"])
+        self.rng.bit_generator.state = state["rng"]
+        self.step = state["step"]
+        print(f"taken up at step {self.step}", flush=True)
+
+    def finish(self):
+        """The weights alone remain."""
+        save_weights(self.net, self.weights)
+        if os.path.exists(self.state_path()):
+            os.remove(self.state_path())
 
 
 def prepare(seed):
@@ -53,22 +104,9 @@ def half_precision():
     return torch.autocast("cpu", dtype=torch.bfloat16)
 
 
-def set_rate(optimiser, rate):
-    for group in optimiser.param_groups:
-        group["lr"] = rate
-
-
-def add_options(parser):
+def add_options(parser, steps):
     """The command line that every training shares."""
-    parser.add_argument("--minutes", type=float, default=30.0)
+    parser.add_argument("--steps", type=int, default=steps)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--rate", type=float, default=2e-3)
     parser.add_argument("--start")
-
-
-def descend(net, optimiser, loss):
-    """One step down the gradient of loss, of bounded length."""
-    optimiser.zero_grad()
-    loss.backward()
-    torch.nn.utils.clip_grad_norm_(net.parameters(), 5.0)
-    optimiser.step()

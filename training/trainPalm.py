@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Trains an embedder of palm images: captures of one palm against those of others in the batch.
 
-usage: trainPalm.py PALMS VALIDATION WEIGHTS.npz --images regions|whole [--minutes M] [--seed S]
+usage: trainPalm.py PALMS VALIDATION WEIGHTS.npz --images regions|whole [--steps N] [--seed S]
                     [--start WEIGHTS.npz]
 
 "regions" trains one network on the regions A and B of a palm, "whole" on the whole crop. The mirror
@@ -17,9 +17,11 @@ import torch
 import torch.nn.functional as F
 
 import augment
-from networks import SIDE, PalmNet, load_weights, save_weights
+from networks import SIDE, PalmNet
 
 PALMS = 70
+# Palms in a row that were taken with one camera.
+CAMERA_PALMS = 100
 CAPTURES = 2
 SCALE = 24.0
 MARGIN = 0.20
@@ -45,9 +47,11 @@ def changed(image, mirrored, rng):
 
 
 def batch_of(images, views, rng):
-    """CAPTURES images each of PALMS palms, and for each image the number of its palm and view."""
+    """CAPTURES images each of PALMS palms, and for each image the number of its palm and view. One
+    camera took them all: what it makes of every palm must not tell them apart."""
     parts, owners = [], []
-    for palm in rng.choice(len(images), PALMS, replace=False):
+    first = CAMERA_PALMS * int(rng.integers(len(images) // CAMERA_PALMS))
+    for palm in first + rng.choice(CAMERA_PALMS, PALMS, replace=False):
         view, mirrored = int(rng.choice(views)), bool(rng.random() < 0.5)
         for capture in rng.choice(images.shape[1], CAPTURES, replace=False):
             parts.append(changed(images[palm, capture, view], mirrored, rng))
@@ -103,40 +107,34 @@ def main():
     parser.add_argument("validation")
     parser.add_argument("weights")
     parser.add_argument("--images", choices=sorted(VIEWS), required=True)
-    schedule.add_options(parser)
+    schedule.add_options(parser, steps=6000)
+    parser.set_defaults(decay=1e-2)
     options = parser.parse_args()
 
     schedule.prepare(options.seed)
-    rng = np.random.default_rng(options.seed)
     images = np.load(options.palms + "/images.npy", mmap_mode="r")
     held = np.load(options.validation + "/images.npy", mmap_mode="r")
     views = VIEWS[options.images]
     net = PalmNet().to(memory_format=torch.channels_last)
-    if options.start:
-        load_weights(net, options.start)
-    net.train()
-    optimiser = torch.optim.AdamW(net.parameters(), weight_decay=1e-2)
-    run = schedule.TimedRun(options.minutes, options.rate)
-    step, loss_mean, own_mean = 0, 0.0, 0.0
+    run = schedule.Run(net, options.weights, options)
+    loss_mean, own_mean = 0.0, 0.0
     while run.running():
-        schedule.set_rate(optimiser, run.rate())
-        frames, owners = batch_of(images, views, rng)
+        frames, owners = batch_of(images, views, run.rng)
         with schedule.half_precision():
             vectors = net(frames.to(memory_format=torch.channels_last))
         loss, own = loss_of(vectors, owners, MARGIN * min(1.0, run.progress() / 0.3))
-        schedule.descend(net, optimiser, loss)
-        step += 1
+        run.descend(loss)
         loss_mean = 0.98 * loss_mean + 0.02 * loss.item()
         own_mean = 0.98 * own_mean + 0.02 * own.item()
-        if run.due("reported", 20.0):
-            print(f"{100 * run.progress():5.1f}%  step {step}  loss {loss_mean:.3f}  "
+        if run.report_due():
+            print(f"{100 * run.progress():5.1f}%  step {run.step}  loss {loss_mean:.3f}  "
                   f"genuine {own_mean:.3f}", flush=True)
-        if run.due("saved", 180.0):
-            save_weights(net, options.weights)
+        if run.save_due():
+            run.save()
             print(validate(net, held[:100], views[0]), flush=True)
-    save_weights(net, options.weights)
+    run.finish()
     for view in views:
-        print(f"done after {step} steps:", validate(net, held, view), flush=True)
+        print(f"done after {run.step} steps:", validate(net, held, view), flush=True)
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Trains the hand-pose network on rendered frames.
 
-usage: trainPose.py FRAMES VALIDATION WEIGHTS.npz [--minutes M] [--seed S] [--start WEIGHTS.npz]
+usage: trainPose.py FRAMES VALIDATION WEIGHTS.npz [--steps N] [--seed S] [--start WEIGHTS.npz]
 """
 
 import argparse
@@ -14,7 +14,7 @@ import torch
 import torch.nn.functional as F
 
 import augment
-from networks import SIDE, PoseNet, anchor_centres, load_weights, save_weights
+from networks import SIDE, PoseNet, anchor_centres
 
 BATCH = 64
 ANCHORS = anchor_centres()
@@ -86,7 +86,7 @@ def loss_of(net, frames, points, hands):
     count = positive.sum().clamp(min=1)
     score_loss = (score * hardness * known).sum() / count
     error = (found - points[:, None]).abs() / size.clamp(min=8)[:, None, None]
-    error = torch.where(error < 0.03, error ** 2 / 0.06, error - 0.015)
+    error = torch.where(error < 0.01, error ** 2 / 0.02, error - 0.005)
     point_loss = (error.mean(2) * positive).sum() / count
     return score_loss + 12.0 * point_loss, score_loss.item(), point_loss.item()
 
@@ -125,37 +125,31 @@ def main():
     parser.add_argument("frames")
     parser.add_argument("validation")
     parser.add_argument("weights")
-    schedule.add_options(parser)
+    schedule.add_options(parser, steps=10000)
+    parser.set_defaults(decay=1e-3)
     options = parser.parse_args()
 
     schedule.prepare(options.seed)
-    rng = np.random.default_rng(options.seed)
     images = np.load(options.frames + "/images.npy", mmap_mode="r")
     labels = np.load(options.frames + "/labels.npy")
     held_images = np.load(options.validation + "/images.npy")
     held_labels = np.load(options.validation + "/labels.npy")
     net = PoseNet().to(memory_format=torch.channels_last)
-    if options.start:
-        load_weights(net, options.start)
-    net.train()
-    optimiser = torch.optim.AdamW(net.parameters(), weight_decay=1e-3)
-    run = schedule.TimedRun(options.minutes, options.rate)
-    step, score, point = 0, 0.0, 0.0
+    run = schedule.Run(net, options.weights, options)
+    score, point = 0.0, 0.0
     while run.running():
-        schedule.set_rate(optimiser, run.rate())
-        frames, points, hands = batch_of(images, labels, rng)
+        frames, points, hands = batch_of(images, labels, run.rng)
         loss, s, p = loss_of(net, frames.to(memory_format=torch.channels_last), points, hands)
-        schedule.descend(net, optimiser, loss)
-        step += 1
+        run.descend(loss)
         score, point = 0.98 * score + 0.02 * s, 0.98 * point + 0.02 * p
-        if run.due("reported", 20.0):
-            print(f"{100 * run.progress():5.1f}%  step {step}  score {score:.3f}  "
+        if run.report_due():
+            print(f"{100 * run.progress():5.1f}%  step {run.step}  score {score:.3f}  "
                   f"points {point:.4f}", flush=True)
-        if run.due("saved", 180.0):
-            save_weights(net, options.weights)
+        if run.save_due():
+            run.save()
             print(validate(net, held_images[:1000], held_labels[:1000]), flush=True)
-    save_weights(net, options.weights)
-    print(f"done after {step} steps:", validate(net, held_images, held_labels), flush=True)
+    run.finish()
+    print(f"done after {run.step} steps:", validate(net, held_images, held_labels), flush=True)
 
 
 if __name__ == "__main__":

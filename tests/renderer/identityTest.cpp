@@ -4,6 +4,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <cmath>
 
 namespace brairu {
@@ -69,6 +70,50 @@ TEST(IdentityTest, KeyPointsStayCloseToTheirMeaning) {
             EXPECT_LT(std::hypot(away.x, away.y), 0.09f) << "person " << person << " point " << i;
         }
     }
+}
+
+TEST(IdentityTest, ShapeCanBeHadWithoutTheSkin) {
+    const PalmIdentity palm = identityOf(kSeed, 6, Hand::right);
+    const HandShape shape = handShapeOf(kSeed, 6, Hand::right);
+    EXPECT_EQ(shape.keyPoints, palm.shape.keyPoints);
+    EXPECT_EQ(shape.fingers[2].length, palm.shape.fingers[2].length);
+    EXPECT_EQ(shape.relief.mounds, palm.shape.relief.mounds);
+}
+
+TEST(IdentityTest, AFamilySharesShapeAndCourseOfTheCreasesButNoDetail) {
+    constexpr int kFamily = 1000;
+    for (int person = 0; person < 6; ++person) {
+        const PalmIdentity one = identityOf(kSeed, person, Hand::left, kFamily);
+        const PalmIdentity other = identityOf(kSeed, person + 1, Hand::left, kFamily);
+        EXPECT_EQ(one.shape.keyPoints, other.shape.keyPoints);
+        EXPECT_NE(one.key, other.key);
+        EXPECT_FALSE(equal(one.creases, other.creases));
+        EXPECT_LT(correlation(one.veins, other.veins), 0.5) << person;
+    }
+}
+
+TEST(IdentityTest, CreasesOfAFamilyAreMoreAlikeThanThoseOfStrangers) {
+    double family = 0.0;
+    double strangers = 0.0;
+    for (int person = 0; person < 12; ++person) {
+        const PalmIdentity one = identityOf(kSeed, person, Hand::left, 1000);
+        family += correlation(one.creases, identityOf(kSeed, person + 1, Hand::left, 1000).creases);
+        strangers +=
+            correlation(one.creases, identityOf(kSeed, person + 1, Hand::left, 2000).creases);
+    }
+    EXPECT_GT(family, strangers + 0.5);
+}
+
+TEST(IdentityTest, PeopleDifferInProportions) {
+    float narrowest = 1.0f;
+    float widest = 0.0f;
+    for (int person = 0; person < 60; ++person) {
+        const HandShape shape = handShapeOf(kSeed, person, Hand::left);
+        const float slimness = shape.fingers[1].baseWidth / shape.fingers[1].length;
+        narrowest = std::min(narrowest, slimness);
+        widest = std::max(widest, slimness);
+    }
+    EXPECT_GT(widest, 1.4f * narrowest);
 }
 
 TEST(IdentityTest, SkinLayersCoverTheTextureArea) {

@@ -11,6 +11,7 @@
 #include "handPose/placement.h"
 #include "handPose/poseDecoder.h"
 #include "handPose/qualityGate.h"
+#include "renderer/camera.h"
 
 namespace brairu {
 namespace {
@@ -138,6 +139,85 @@ TEST(RenderTest, SkinIsBrighterThanABlackBackground) {
     const cv::Point middle(cvRound(frame.keyPoints[0].x), cvRound(frame.keyPoints[0].y));
     const cv::Mat skin = frame.luma(cv::Rect(middle - cv::Point(20, 20), cv::Size(40, 40)));
     EXPECT_GT(cv::mean(skin)[0], 40.0 + cv::mean(corner)[0]);
+}
+
+// Mean grey of a small place, given in palm coordinates of a plain capture.
+double greyAt(const PalmIdentity& palm, const CaptureConditions& conditions, cv::Point2f place) {
+    const cv::Mat frame = render(palm, conditions, {640, 480}).luma;
+    const Camera camera(conditions, palm.hand, frame.size());
+    const cv::Point2f at = camera.toFrame(place);
+    return cv::mean(frame(cv::Rect(cvRound(at.x) - 4, cvRound(at.y) - 4, 9, 9)))[0];
+}
+
+CaptureConditions bareHand(const PalmIdentity& palm) {
+    CaptureConditions conditions = plainCapture(palm, 0.3f, 0.0f);
+    conditions.background = Background::black;
+    conditions.wear = {};
+    conditions.armTurn = 0.0f;
+    conditions.lensBend = 0.0f;
+    conditions.lightFallOff = 0.0f;
+    return conditions;
+}
+
+TEST(RenderTest, SleeveCoversTheArmAndNotThePalm) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    const CaptureConditions bare = bareHand(palm);
+    CaptureConditions dressed = bare;
+    dressed.wear.sleeve = 0.3f;
+    dressed.wear.sleeveWidth = 0.1f;
+    dressed.wear.sleeveTone = 0.1f;
+    const cv::Point2f arm(0.0f, -1.75f);
+    EXPECT_LT(greyAt(palm, dressed, arm), 0.4 * greyAt(palm, bare, arm));
+    const cv::Point2f middle(0.0f, -0.45f);
+    EXPECT_DOUBLE_EQ(greyAt(palm, dressed, middle), greyAt(palm, bare, middle));
+}
+
+TEST(RenderTest, ArmLeansAwayFromTheHand) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    CaptureConditions conditions = bareHand(palm);
+    const cv::Point2f beside(0.55f, -1.9f);
+    EXPECT_LT(greyAt(palm, conditions, beside), 30.0);
+    conditions.armTurn = -0.5f;
+    EXPECT_GT(greyAt(palm, conditions, beside), 60.0);
+}
+
+TEST(RenderTest, SlantingLightMakesTheFlankTowardsItBright) {
+    PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    palm.shape.littleBulge = 0.0f;
+    palm.shape.relief.mounds.fill(0.0f);
+    palm.shape.relief.flankRadius = 0.15f;
+    CaptureConditions conditions = bareHand(palm);
+    conditions.ambient = 0.2f;
+    const cv::Point2f flank(0.47f, -0.45f);
+    conditions.lightSlope = {0.8f, 0.0f};
+    const double one = greyAt(palm, conditions, flank);
+    conditions.lightSlope = {-0.8f, 0.0f};
+    const double other = greyAt(palm, conditions, flank);
+    EXPECT_GT(std::max(one, other), 1.15 * std::min(one, other));
+}
+
+TEST(RenderTest, GroovesShowInSlantingLightAlone) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    CaptureConditions smooth = bareHand(palm);
+    smooth.lightSlope = {0.0f, 0.0f};
+    smooth.grooves = 0.0f;
+    CaptureConditions grooved = smooth;
+    grooved.grooves = 1.0f;
+    EXPECT_TRUE(
+        sameBytes(render(palm, smooth, {640, 480}).luma, render(palm, grooved, {640, 480}).luma));
+    smooth.lightSlope = {0.6f, 0.3f};
+    grooved.lightSlope = smooth.lightSlope;
+    EXPECT_FALSE(
+        sameBytes(render(palm, smooth, {640, 480}).luma, render(palm, grooved, {640, 480}).luma));
+}
+
+TEST(RenderTest, StainsChangeThePalm) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    CaptureConditions conditions = bareHand(palm);
+    conditions.stains = 0;
+    const cv::Mat clean = render(palm, conditions, {640, 480}).luma;
+    conditions.stains = 3;
+    EXPECT_FALSE(sameBytes(clean, render(palm, conditions, {640, 480}).luma));
 }
 
 TEST(RenderTest, BlurLowersSharpness) {

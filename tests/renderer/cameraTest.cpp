@@ -1,0 +1,48 @@
+#include "renderer/camera.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace brairu {
+namespace {
+
+const cv::Size kFrame{640, 480};
+
+CaptureConditions seenFromAbove(float lensBend) {
+    CaptureConditions conditions{};
+    conditions.palmWidth = 0.4f;
+    conditions.place = {0.5f, 0.5f};
+    conditions.distance = 5.0f;
+    conditions.lensBend = lensBend;
+    return conditions;
+}
+
+TEST(CameraTest, LeadsFromTheFrameToThePalmAndBack) {
+    for (const float lensBend : {-0.09f, 0.0f, 0.09f}) {
+        CaptureConditions conditions = seenFromAbove(lensBend);
+        conditions.turn = 35.0f;
+        conditions.tiltAcross = 20.0f;
+        conditions.stretch = 0.01f;
+        const Camera camera(conditions, Hand::left, kFrame);
+        for (const cv::Point2f point :
+             {cv::Point2f(320.0f, 240.0f), {60.0f, 50.0f}, {600.0f, 300.0f}, {200.0f, 440.0f}}) {
+            const cv::Point2f back = camera.toFrame(camera.toPalm(point));
+            EXPECT_LT(std::hypot(back.x - point.x, back.y - point.y), 0.5f) << lensBend << point;
+        }
+    }
+}
+
+TEST(CameraTest, TheLensMovesTheCornersAndNotTheMiddle) {
+    const Camera straight(seenFromAbove(0.0f), Hand::left, kFrame);
+    const Camera barrel(seenFromAbove(0.09f), Hand::left, kFrame);
+    const cv::Point2f middle(320.0f, 240.0f);
+    const cv::Point2f corner(30.0f, 30.0f);
+    EXPECT_EQ(straight.toPalm(middle), barrel.toPalm(middle));
+    const cv::Point2f from = straight.toPalm(corner);
+    const cv::Point2f to = barrel.toPalm(corner);
+    EXPECT_GT(std::hypot(to.x, to.y), 1.05f * std::hypot(from.x, from.y));
+}
+
+}  // namespace
+}  // namespace brairu
