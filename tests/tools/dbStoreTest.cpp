@@ -1,0 +1,381 @@
+// The steps of "brairu db" that its command line does not show: compactions that are cut short,
+// damaged exports, who has a file open.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "fault.h"
+#include "store/compaction.h"
+#include "store/fileHolders.h"
+#include "store/palmExport.h"
+#include "store/privateFile.h"
+#include "store/readOnlyDatabase.h"
+#include "store/templateStore.h"
+#include "support/temporaryFolder.h"
+
+namespace brairu::tool {
+namespace {
+
+using test::readFile;
+using test::TemporaryFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+std::vector<std::uint8_t> rowOf(int user) {
+    return std::vector<std::uint8_t>(kTemplateBytes, static_cast<std::uint8_t>(user));
+}
+
+// The message of the fault that work throws.
+std::string faultOf(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const Fault& fault) {
+        return fault.what();
+    }
+    return "";
+}
+
+// Runs work in a process of its own, like an engine: what it maps goes with it. Its wait status.
+int statusOf(const std::function<void()>& work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const std::string fault = faultOf(work);
+        EXPECT_EQ(fault, "");
+        ::_exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return status;
+}
+
+class DbStore : public testing::Test {
+protected:
+    DbStore() {
+        std::ifstream(BRAIRU_SOURCE_DIR "/config/brairu.json") >> config;
+        config["database"]["database_path"] = database();
+        config["database"]["search_index_path"] = folder.file("palms.bin");
+    }
+
+    std::string database() const { return folder.file("palms.db"); }
+    StoreFiles files() const { return storeFilesOf(config); }
+
+    // Palms of users 1 to 7 but 4, in the rows 9999 to 10005 without the 10002.
+    void enrolAcrossTheLimit() const { enrolAfter(9998); }
+
+    // The same palms in seven rows without the fourth, as an engine leaves them that had time to.
+    void enrolAfter(int row) const {
+        ASSERT_EQ(statusOf([&] { enrolAfterHere(row); }), 0);
+        fs::remove(files().changeNote());
+    }
+
+    void enrolAfterHere(int row) const {
+        TemplateStore store(config);
+        store.runStartupPass();
+        PvaUserKey key{};
+        ASSERT_TRUE(store.insertPalm(key, rowOf(9)));
+        SqliteConnection connection;
+        ASSERT_EQ(connection.open(database()), SQLITE_OK);
+        connection.execute("DELETE FROM userInfo;");
+        connection.execute(
+            ("UPDATE sqlite_sequence SET seq = " + std::to_string(row) + ";").c_str());
+        for (key.userid = 1; key.userid <= 7; ++key.userid) {
+            ASSERT_TRUE(store.insertPalm(key, rowOf(static_cast<int>(key.userid))));
+        }
+        ASSERT_TRUE(store.removePalm(4, 0));
+        connection.execute("UPDATE userInfo SET learn_count = 40 + userid;");
+    }
+
+    std::vector<std::int64_t> users() const {
+        std::vector<std::int64_t> found;
+        ReadOnlyDatabase(database()).visitPalms([&](const StoredPalm& palm) {
+            EXPECT_TRUE(std::ranges::equal(palm.templates, rowOf(static_cast<int>(palm.userid))));
+            EXPECT_EQ(palm.learnCount, 40 + palm.userid);
+            found.push_back(palm.userid);
+        });
+        return found;
+    }
+
+    std::vector<std::int64_t> rowIds() const {
+        std::vector<std::int64_t> found;
+        ReadOnlyDatabase(database()).visitPalms([&](const StoredPalm& palm) {
+            found.push_back(palm.rowId);
+        });
+        return found;
+    }
+
+    // What a start makes of the store: every row that it mirrors is in the cache, and nothing else.
+    void expectAgreement() const {
+        EXPECT_EQ(statusOf([&] { expectAgreementHere(); }), 0);
+    }
+
+    void expectAgreementHere() const {
+        TemplateStore store(config);
+        store.runStartupPass();
+        int mirrored = 0;
+        ReadOnlyDatabase(database()).visitPalms([&](const StoredPalm& palm) {
+            if (isMirrored(palm.rowId)) {
+                const std::vector<std::int8_t> block(kBlockBytes,
+                                                     static_cast<std::int8_t>(palm.userid));
+                EXPECT_TRUE(store.cache()->holds(palm.rowId - 1, block)) << palm.userid;
+                ++mirrored;
+            }
+        });
+        EXPECT_EQ(store.featureCount(), mirrored);
+    }
+
+    // Compacts in a process that is killed after a number of steps. Whether it was.
+    bool compactKilledAfter(int steps) const {
+        const int status = statusOf([&] {
+            int step = 0;
+            ExclusiveStore store(files());
+            compact(store, [&] {
+                if (++step == steps) {
+                    ::kill(::getpid(), SIGKILL);
+                }
+            });
+        });
+        EXPECT_TRUE(WIFSIGNALED(status) || (WIFEXITED(status) && WEXITSTATUS(status) == 0));
+        return WIFSIGNALED(status);
+    }
+
+    TemporaryFolder folder;
+    ConfigDocument config;
+};
+
+using Compacting = DbStore;
+using Holding = DbStore;
+using Exporting = DbStore;
+
+TEST_F(Compacting, NumbersTheRowsInTheirOrder) {
+    enrolAcrossTheLimit();
+    ASSERT_THAT(rowIds(), ElementsAre(9999, 10000, 10001, 10003, 10004, 10005));
+    {
+        ExclusiveStore store(files());
+        const Compaction done = compact(store);
+        EXPECT_EQ(done.palms, 6);
+        EXPECT_EQ(done.lastNumber, 10005);
+    }
+    removeCompactionLeftovers(database());
+    EXPECT_THAT(users(), ElementsAre(1, 2, 3, 5, 6, 7));
+    EXPECT_THAT(rowIds(), ElementsAre(1, 2, 3, 4, 5, 6));
+    EXPECT_EQ(ReadOnlyDatabase(database()).answer("SELECT seq FROM sqlite_sequence;"), "6");
+    expectAgreement();
+    EXPECT_FALSE(fs::exists(files().changeNote()));
+}
+
+TEST_F(Compacting, TheNextPalmIsMirrored) {
+    enrolAcrossTheLimit();
+    {
+        ExclusiveStore store(files());
+        compact(store);
+    }
+    TemplateStore store(config);
+    store.runStartupPass();
+    PvaUserKey key{};
+    key.userid = 8;
+    ASSERT_TRUE(store.insertPalm(key, rowOf(8)));
+    EXPECT_TRUE(store.cache()->holds(6, std::vector<std::int8_t>(kBlockBytes, 8)));
+}
+
+// A store whose rows the search does not all reach, and one in which the cache has as many palms
+// after the change as before, and none in its old place.
+class KilledCompacting : public DbStore, public testing::WithParamInterface<int> {
+protected:
+    KilledCompacting() { enrolAfter(GetParam()); }
+    ~KilledCompacting() override { fs::remove_all(kept_); }
+
+    void keep() const { fs::copy(folder.path(), kept_); }
+    void restore() const {
+        for (const auto& entry : fs::directory_iterator(folder.path())) {
+            fs::remove(entry.path());
+        }
+        fs::copy(kept_, folder.path());
+    }
+
+private:
+    fs::path kept_ = folder.path().string() + "-kept";
+};
+
+TEST_P(KilledCompacting, LeavesAWholeStoreAfterAnyStep) {
+    keep();
+    int steps = 0;
+    for (bool killed = true; killed;) {
+        SCOPED_TRACE(++steps);
+        restore();
+        killed = compactKilledAfter(steps);
+        EXPECT_EQ(ReadOnlyDatabase(database()).integrity(), "ok");
+        EXPECT_THAT(users(), ElementsAre(1, 2, 3, 5, 6, 7));
+        expectAgreement();
+        EXPECT_EQ(compactKilledAfter(0), false);  // what is left is no obstacle
+        EXPECT_THAT(rowIds(), ElementsAre(1, 2, 3, 4, 5, 6));
+        expectAgreement();
+        removeCompactionLeftovers(database());
+        EXPECT_THAT(compactionLeftovers(database()), IsEmpty());
+    }
+    EXPECT_EQ(steps, 9);  // eight kills, and a run to the end
+}
+INSTANTIATE_TEST_SUITE_P(Rows, KilledCompacting, testing::Values(0, 9998));
+
+TEST_F(Compacting, AnEmptyStoreStartsAtOne) {
+    enrolAcrossTheLimit();
+    {
+        SqliteConnection connection;
+        ASSERT_EQ(connection.open(database()), SQLITE_OK);
+        connection.execute("DELETE FROM userInfo;");
+    }
+    {
+        ExclusiveStore store(files());
+        compact(store);
+    }
+    TemplateStore store(config);
+    store.runStartupPass();
+    EXPECT_EQ(store.lastRowId(), 0);
+    EXPECT_EQ(store.featureCount(), 0);
+}
+
+TEST_F(Compacting, RefusesWhatItWouldLose) {
+    enrolAcrossTheLimit();
+    {
+        SqliteConnection connection;
+        ASSERT_EQ(connection.open(database()), SQLITE_OK);
+        connection.execute("CREATE TABLE mine (a);");
+    }
+    const std::string before = readFile(database());
+    EXPECT_THAT(faultOf([&] {
+                    ExclusiveStore store(files());
+                    compact(store);
+                }),
+                HasSubstr("holds tables or indexes of another program"));
+    EXPECT_EQ(readFile(database()), before);
+}
+
+TEST_F(Compacting, FollowsALinkToTheDatabase) {
+    enrolAcrossTheLimit();
+    fs::rename(database(), folder.file("real.db"));
+    fs::create_symlink(folder.file("real.db"), database());
+    {
+        ExclusiveStore store(files());
+        compact(store);
+    }
+    EXPECT_TRUE(fs::is_symlink(database()));
+    EXPECT_THAT(rowIds(), ElementsAre(1, 2, 3, 4, 5, 6));
+}
+
+TEST_F(Holding, RefusesADatabaseThatAnotherProgramHasLocked) {
+    enrolAcrossTheLimit();
+    SqliteConnection other;
+    ASSERT_EQ(other.open(database()), SQLITE_OK);
+    ASSERT_EQ(other.execute("BEGIN IMMEDIATE;"), SQLITE_OK);
+    EXPECT_THAT(faultOf([&] { const ExclusiveStore store(files()); }),
+                HasSubstr("another program is using the database"));
+}
+
+TEST_F(Holding, FindsAMappingWithoutADescriptor) {
+    const std::string path = folder.write("mapped", "x");
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        {
+            const FileDescriptor file(::open(path.c_str(), O_RDONLY));
+            ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, file.get(), 0);
+        }
+        (void)!::write(ready[1], "r", 1);
+        ::pause();
+    }
+    char byte = 0;
+    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+    EXPECT_THAT(holdersOf({path}).processes,
+                ElementsAre(HasSubstr(" (" + std::to_string(child) + ")")));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    EXPECT_THAT(holdersOf({path}).processes, IsEmpty());
+    ::close(ready[0]);
+    ::close(ready[1]);
+}
+
+// The parent is root's, and root's processes are closed to others.
+TEST_F(Holding, CountsProcessesThatItMayNotLookInto) {
+    constexpr uid_t kNobody = 65534;
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to have a process of another user";
+    }
+    const std::string path = folder.write("file", "x");
+    EXPECT_EQ(statusOf([&] {
+                  ASSERT_EQ(::setuid(kNobody), 0);
+                  EXPECT_GT(holdersOf({path}).unseen, 0);
+              }),
+              0);
+}
+
+PalmExport twoPalms() {
+    return {1, {{7, 0, 50, rowOf(1)}, {-3, 1, 12, rowOf(2)}}};
+}
+
+TEST_F(Exporting, ReadsWhatItWrote) {
+    const PalmExport read = readPalmExport(folder.write("e", textOf(twoPalms())));
+    EXPECT_EQ(read.centreCount, 1);
+    ASSERT_EQ(read.palms.size(), 2U);
+    EXPECT_EQ(read.palms[1].userid, -3);
+    EXPECT_EQ(read.palms[1].palmindex, 1);
+    EXPECT_EQ(read.palms[1].learnCount, 12);
+    EXPECT_EQ(read.palms[1].templates, rowOf(2));
+}
+
+TEST_F(Exporting, RefusesEveryCut) {
+    const std::string whole = textOf(twoPalms());
+    for (std::size_t size = 0; size + 1 < whole.size(); size += 7) {
+        const std::string path = folder.write("cut", whole.substr(0, size));
+        EXPECT_NE(faultOf([&] { readPalmExport(path); }), "") << size;
+    }
+}
+
+TEST_F(Exporting, RefusesEveryChangedByteOfAPalm) {
+    const std::string whole = textOf(twoPalms());
+    for (std::size_t at = whole.find('\n') + 1; at + 1 < whole.size(); at += 5) {
+        std::string changed = whole;
+        changed[at] = changed[at] == '1' ? '2' : '1';
+        const std::string path = folder.write("changed", changed);
+        EXPECT_NE(faultOf([&] { readPalmExport(path); }), "") << at;
+    }
+}
+
+TEST_F(Exporting, SaysWhatIsWrongWithAFile) {
+    const std::string whole = textOf(twoPalms());
+    const auto faultIn = [&](const std::string& text) {
+        return faultOf([&] { readPalmExport(folder.write("e", text)); });
+    };
+    EXPECT_THAT(faultIn("{}\n"), HasSubstr("is no export of palms"));
+    EXPECT_THAT(faultIn(R"({"format":"brairu-palms","version":2,"palms":0,"centres":1})"),
+                HasSubstr("has version 2, and this tool reads 1"));
+    EXPECT_THAT(faultIn(whole + "{}\n"), HasSubstr("has more lines than its first line says"));
+    EXPECT_THAT(faultIn(whole.substr(0, whole.find('\n') + 1)),
+                HasSubstr("is cut short: palm 1 is missing"));
+    EXPECT_THAT(faultIn(textOf({1, {{7, 0, 50, rowOf(1)}, {7, 0, 50, rowOf(1)}}})),
+                HasSubstr("names user 7, palm 0 twice"));
+    EXPECT_THAT(faultIn(textOf({2, {{7, 0, 50, rowOf(1)}}})), HasSubstr("is damaged"));
+    EXPECT_THAT(faultOf([&] { readPalmExport(folder.file("missing")); }),
+                HasSubstr("cannot be read"));
+}
+
+TEST_F(Exporting, AFileThatIsNotKeptLeavesNothing) {
+    {
+        PrivateFile file(folder.file("e"));
+        file.write("half");
+        EXPECT_TRUE(fs::exists(file.workingPath()));
+    }
+    EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+}  // namespace
+}  // namespace brairu::tool

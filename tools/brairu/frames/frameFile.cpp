@@ -1,0 +1,125 @@
+#include "frames/frameFile.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <fstream>
+#include <iterator>
+#include <opencv2/imgcodecs.hpp>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "fault.h"
+
+namespace brairu::tool {
+namespace {
+
+constexpr std::array<std::string_view, 11> kPictures{
+    ".png", ".jpg", ".jpeg", ".bmp", ".pgm", ".ppm", ".pnm", ".tif", ".tiff", ".webp", ".jp2"};
+constexpr std::array<std::string_view, 7> kRaw{".raw",  ".y",    ".y8", ".gray",
+                                               ".grey", ".nv12", ".yuv"};
+constexpr std::array<std::string_view, 7> kVideos{".mp4",  ".avi",   ".mkv", ".mov",
+                                                  ".webm", ".mjpeg", ".m4v"};
+
+bool hasExtension(const std::filesystem::path& path, std::span<const std::string_view> known) {
+    std::string extension = path.extension().string();
+    std::ranges::transform(extension, extension.begin(),
+                           [](unsigned char letter) { return std::tolower(letter); });
+    return std::ranges::find(known, extension) != known.end();
+}
+
+int lengthFrom(std::string_view text) {
+    constexpr int kMost = 16384;
+    int length = 0;
+    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), length);
+    const bool whole = fault == std::errc() && end == text.data() + text.size();
+    return whole && length > 0 && length <= kMost ? length : 0;
+}
+
+void requireFile(const std::filesystem::path& path) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+        throw InputFault(path.string() + " is not there", "Check the name.");
+    }
+}
+
+std::vector<char> bytesOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file && !file.eof()) {
+        throw InputFault(path.string() + " cannot be read", "Check its name and its rights.");
+    }
+    return bytes;
+}
+
+std::string textOf(cv::Size size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+cv::Mat rawPlane(const std::filesystem::path& path, cv::Size size) {
+    const std::vector<char> bytes = bytesOf(path);
+    const auto plane = static_cast<std::size_t>(size.area());
+    if (bytes.size() != plane && bytes.size() != plane * 3 / 2) {
+        throw InputFault(path.string() + " has " + std::to_string(bytes.size()) +
+                             " bytes, a plane of " + textOf(size) + " has " + std::to_string(plane),
+                         "Give the size of the raw frames with --size.");
+    }
+    cv::Mat luma(size, CV_8UC1);
+    std::copy_n(bytes.begin(), plane, luma.begin<char>());
+    return luma;
+}
+
+cv::Mat picture(const std::filesystem::path& path) {
+    cv::Mat luma = cv::imread(path.string(), cv::IMREAD_GRAYSCALE | cv::IMREAD_IGNORE_ORIENTATION);
+    if (luma.empty()) {
+        throw InputFault(path.string() + " is no picture that can be read",
+                         "Give pictures (png, jpeg, pgm, ...), or raw planes of grey with --size.");
+    }
+    return luma;
+}
+
+}  // namespace
+
+cv::Size sizeFrom(const std::string& text) {
+    const std::size_t cross = text.find('x');
+    if (cross != std::string::npos) {
+        const std::string_view whole(text);
+        const cv::Size size(lengthFrom(whole.substr(0, cross)),
+                            lengthFrom(whole.substr(cross + 1)));
+        if (!size.empty()) {
+            return size;
+        }
+    }
+    throw InputFault("\"" + text + "\" is no frame size", "Write it like 640x480.");
+}
+
+bool isPictureName(const std::filesystem::path& path) {
+    return hasExtension(path, kPictures);
+}
+
+bool isRawName(const std::filesystem::path& path) {
+    return hasExtension(path, kRaw);
+}
+
+bool isVideoName(const std::filesystem::path& path) {
+    return hasExtension(path, kVideos);
+}
+
+Frame readFrame(const std::filesystem::path& path, std::optional<cv::Size> rawSize) {
+    requireFile(path);
+    if (isPictureName(path)) {
+        return {path.string(), picture(path)};
+    }
+    if (rawSize) {
+        return {path.string(), rawPlane(path, *rawSize)};
+    }
+    if (isRawName(path)) {
+        throw InputFault(path.string() + " is a raw plane, and its size is not known",
+                         "Give it with --size, like --size 640x480.");
+    }
+    return {path.string(), picture(path)};
+}
+
+}  // namespace brairu::tool

@@ -1,0 +1,32 @@
+// The frames that a command line names.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frames/frame.h"
+
+namespace CLI {
+class App;
+}
+
+namespace brairu::tool {
+
+struct FrameOptions {
+    std::vector<std::string> paths;
+    std::string size;  // of raw planes, or empty
+
+    std::optional<cv::Size> rawSize() const;
+};
+
+// Adds --size and the positional FRAME... of a command.
+void addFrameOptions(CLI::App& command, FrameOptions& options);
+void addSizeOption(CLI::App& command, FrameOptions& options);
+
+// The frames of files, of folders in the order of their names, and of videos, as they stand on the
+// command line. Throws InputFault for what is not there, before the first frame.
+std::unique_ptr<FrameSource> openFrames(const FrameOptions& options);
+
+}  // namespace brairu::tool

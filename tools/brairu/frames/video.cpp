@@ -1,0 +1,73 @@
+#include "frames/video.h"
+
+#include <algorithm>
+#include <cctype>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
+
+#include "fault.h"
+
+namespace brairu::tool {
+namespace {
+
+constexpr char kDevice[] = "/dev/video";
+
+std::string cameraNumber(const std::string& name) {
+    return name.starts_with(kDevice) ? name.substr(std::size(kDevice) - 1) : name;
+}
+
+bool isNumber(const std::string& text) {
+    return !text.empty() && text.size() < 4 &&
+           std::ranges::all_of(text, [](unsigned char letter) { return std::isdigit(letter); });
+}
+
+cv::VideoCapture opened(const std::string& name) {
+    const std::string number = cameraNumber(name);
+    return isNumber(number) ? cv::VideoCapture(std::stoi(number), cv::CAP_V4L2)
+                            : cv::VideoCapture(name);
+}
+
+cv::Mat greyOf(const cv::Mat& picture) {
+    cv::Mat grey;
+    switch (picture.channels()) {
+        case 1: return picture.clone();
+        case 2: cv::extractChannel(picture, grey, 0); return grey;  // packed YUV: Y comes first
+        default: cv::cvtColor(picture, grey, cv::COLOR_BGR2GRAY); return grey;
+    }
+}
+
+class Video : public FrameSource {
+public:
+    explicit Video(const std::string& name) : name_(name), capture_(opened(name)) {
+        if (!capture_.isOpened()) {
+            throw InputFault(name + " cannot be opened as a video or camera",
+                             "Check its name; for a camera, that no other program has it, and that "
+                             "you may read its device file (group \"video\").");
+        }
+    }
+
+    std::optional<Frame> next() override {
+        cv::Mat picture;
+        if (!capture_.read(picture) || picture.empty()) {
+            return std::nullopt;
+        }
+        return Frame{name_ + " #" + std::to_string(++number_), greyOf(picture)};
+    }
+
+private:
+    std::string name_;
+    cv::VideoCapture capture_;
+    long long number_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSource> openVideo(const std::string& name) {
+    return std::make_unique<Video>(name);
+}
+
+bool readsVideos() {
+    return true;
+}
+
+}  // namespace brairu::tool

@@ -1,0 +1,77 @@
+#include "store/privateFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "fault.h"
+#include "utils/folderSync.h"
+
+namespace brairu::tool {
+namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+
+bool isTaken(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::symlink_status(path, ignored).type() !=
+           std::filesystem::file_type::not_found;
+}
+
+// Some file systems cannot refuse to replace a file.
+int renameToNew(const char* from, const char* to) {
+    const int result = ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+    const bool unknown = result != 0 && (errno == EINVAL || errno == ENOSYS);
+    return unknown ? std::rename(from, to) : result;
+}
+
+}  // namespace
+
+PrivateFile::PrivateFile(std::string path)
+    : path_(std::move(path)), workingPath_(workingPathOf(path_)) {
+    if (isTaken(path_)) {
+        throw InputFault(path_ + " is there already", "Name a new file: none is replaced.");
+    }
+    ::unlink(workingPath_.c_str());
+    fd_.reset(::open(workingPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly));
+    if (!fd_.isOpen()) {
+        fail("cannot be made");
+    }
+}
+
+PrivateFile::~PrivateFile() {
+    if (!workingPath_.empty()) {
+        ::unlink(workingPath_.c_str());
+    }
+}
+
+void PrivateFile::fail(const std::string& what) const {
+    throw InputFault(path_ + " " + what + ": " + std::generic_category().message(errno),
+                     "Look for a missing folder, a full disk, or missing rights.");
+}
+
+void PrivateFile::write(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd_.get(), text.data(), text.size());
+        if (written < 0 && errno != EINTR) {
+            fail("cannot be written");
+        }
+        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    }
+}
+
+void PrivateFile::keep() {
+    if (::fsync(fd_.get()) != 0 || renameToNew(workingPath_.c_str(), path_.c_str()) != 0) {
+        fail("cannot be written");
+    }
+    workingPath_.clear();
+    syncFolderOf(path_);
+}
+
+}  // namespace brairu::tool

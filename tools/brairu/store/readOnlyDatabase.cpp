@@ -1,0 +1,101 @@
+#include "store/readOnlyDatabase.h"
+
+#include "fault.h"
+
+namespace brairu::tool {
+namespace {
+
+constexpr int kPatienceMilliseconds = 2000;
+constexpr char kCheckStore[] =
+    "Run \"brairu doctor\" for a check of the store; if another program writes to it, try again.";
+
+struct Finalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+Statement prepared(sqlite3* handle, const char* sql) {
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(handle, sql, -1, &statement, nullptr);
+    return Statement(statement);
+}
+
+StoredPalm palmAt(sqlite3_stmt* row) {
+    const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(row, 3));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(row, 3));
+    return {sqlite3_column_int64(row, 0), sqlite3_column_int64(row, 1), sqlite3_column_int(row, 2),
+            sqlite3_column_int64(row, 4),
+            bytes == nullptr ? std::span<const std::uint8_t>() : std::span(bytes, size)};
+}
+
+}  // namespace
+
+ReadOnlyDatabase::Handle ReadOnlyDatabase::open(const std::string& path, int flags) {
+    sqlite3* handle = nullptr;
+    const int result = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr);
+    Handle owner(handle);
+    if (result != SQLITE_OK) {
+        throw EngineFault("the database " + path + " cannot be opened: " + sqlite3_errstr(result),
+                          "Look whether the file and its folder are there, and whose they are.");
+    }
+    sqlite3_busy_timeout(handle, kPatienceMilliseconds);
+    return owner;
+}
+
+ReadOnlyDatabase::ReadOnlyDatabase(const std::string& path)
+    : path_(path), handle_(open(path, SQLITE_OPEN_READONLY)) {}
+
+void ReadOnlyDatabase::fail(const std::string& what) const {
+    throw EngineFault("the database " + path_ + " " + what + ": " + sqlite3_errmsg(handle_.get()),
+                      kCheckStore);
+}
+
+std::optional<std::string> ReadOnlyDatabase::answer(const char* sql) const {
+    const Statement query = prepared(handle_.get(), sql);
+    switch (query ? sqlite3_step(query.get()) : SQLITE_ERROR) {
+        case SQLITE_DONE: return std::nullopt;
+        case SQLITE_ROW: break;
+        default: fail("cannot be read");
+    }
+    const auto* text = sqlite3_column_text(query.get(), 0);
+    return text == nullptr ? "" : reinterpret_cast<const char*>(text);
+}
+
+bool ReadOnlyDatabase::hasTable() const {
+    return answer("SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'userInfo';")
+        .has_value();
+}
+
+std::string ReadOnlyDatabase::integrity() const {
+    return answer("PRAGMA integrity_check(1);").value_or("");
+}
+
+void ReadOnlyDatabase::visitPalms(const std::function<void(const StoredPalm&)>& visit) const {
+    const Statement rows = prepared(
+        handle_.get(),
+        "SELECT id, userid, palmindex, vector_data, learn_count FROM userInfo ORDER BY id;");
+    int result = rows ? sqlite3_step(rows.get()) : SQLITE_ERROR;
+    for (; result == SQLITE_ROW; result = sqlite3_step(rows.get())) {
+        visit(palmAt(rows.get()));
+    }
+    if (result != SQLITE_DONE) {
+        fail("cannot be read");
+    }
+}
+
+void ReadOnlyDatabase::copyTo(const std::string& path) const {
+    constexpr int kEveryPage = -1;
+    const Handle target = open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    sqlite3_backup* backup = sqlite3_backup_init(target.get(), "main", handle_.get(), "main");
+    if (backup == nullptr) {
+        fail("cannot be copied");
+    }
+    sqlite3_backup_step(backup, kEveryPage);
+    if (sqlite3_backup_finish(backup) != SQLITE_OK) {
+        throw EngineFault(
+            "the database " + path_ + " cannot be copied: " + sqlite3_errmsg(target.get()),
+            kCheckStore);
+    }
+}
+
+}  // namespace brairu::tool
