@@ -12,6 +12,7 @@
 #include <fstream>
 
 #include "fault.h"
+#include "store/cacheRenewal.h"
 #include "store/compaction.h"
 #include "store/fileHolders.h"
 #include "store/palmExport.h"
@@ -25,9 +26,11 @@ namespace {
 
 using test::readFile;
 using test::TemporaryFolder;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace fs = std::filesystem;
 
@@ -155,6 +158,7 @@ protected:
 using Compacting = DbStore;
 using Holding = DbStore;
 using Exporting = DbStore;
+using BackingUp = DbStore;
 
 TEST_F(Compacting, NumbersTheRowsInTheirOrder) {
     enrolAcrossTheLimit();
@@ -171,6 +175,38 @@ TEST_F(Compacting, NumbersTheRowsInTheirOrder) {
     EXPECT_EQ(ReadOnlyDatabase(database()).answer("SELECT seq FROM sqlite_sequence;"), "6");
     expectAgreement();
     EXPECT_FALSE(fs::exists(files().changeNote()));
+}
+
+TEST_F(Compacting, LeavesNoFileBesideTheStore) {
+    enrolAcrossTheLimit();
+    (void)folder.write("palms.db.compacted", "of one that was cut");
+    (void)folder.write("palms.db.compacted.partialAb12Cd", "of another");
+    (void)folder.write("palms.db.compacted-mine", "of somebody else");
+    ASSERT_THAT(compactionLeftovers(database()),
+                ElementsAre(fs::canonical(database()).string() + ".compacted",
+                            fs::canonical(database()).string() + ".compacted.partialAb12Cd"));
+    compact(ExclusiveStore(files()));
+    EXPECT_THAT(compactionLeftovers(database()), IsEmpty());
+    EXPECT_TRUE(fs::exists(database() + ".compacted-mine"));
+    EXPECT_FALSE(fs::exists(database() + ".before-compact"));
+}
+
+TEST_F(Compacting, RemovesTheNewFileWhenAStepFails) {
+    enrolAcrossTheLimit();
+    for (int failing = 1; failing <= 7; ++failing) {
+        ExclusiveStore store(files());
+        int step = 0;
+        EXPECT_EQ(faultOf([&] {
+                      compact(store, [&] {
+                          if (++step == failing) {
+                              throw EngineFault("stopped", "");
+                          }
+                      });
+                  }),
+                  "stopped");
+        EXPECT_THAT(compactionLeftovers(database()), IsEmpty()) << failing;
+    }
+    EXPECT_THAT(rowIds(), ElementsAre(9999, 10000, 10001, 10003, 10004, 10005));
 }
 
 TEST_F(Compacting, TheNextPalmIsMirrored) {
@@ -280,6 +316,121 @@ TEST_F(Holding, RefusesADatabaseThatAnotherProgramHasLocked) {
                 HasSubstr("another program is using the database"));
 }
 
+TEST_F(Holding, RefusesADatabaseThatIsNamedAsItsOwnCache) {
+    enrolAcrossTheLimit();
+    const std::string before = readFile(database());
+    fs::create_symlink(database(), folder.file("link"));
+    fs::create_hard_link(database(), folder.file("hardlink"));
+    for (const char* const cache : {"palms.db", "link", "hardlink"}) {
+        config["database"]["search_index_path"] = folder.file(cache);
+        EXPECT_THAT(faultOf([&] { ExclusiveStore(files()).commit(); }),
+                    HasSubstr("names one file as database and as feature cache"));
+        EXPECT_EQ(readFile(database()), before);
+    }
+}
+
+TEST_F(Holding, RefusesACacheThatIsAnotherFile) {
+    enrolAcrossTheLimit();
+    const std::string mine = folder.write("mine", std::string(5129999, 'x'));
+    fs::create_directory(folder.file("directory"));
+    for (const char* const cache : {"mine", "directory"}) {
+        config["database"]["search_index_path"] = folder.file(cache);
+        EXPECT_THAT(faultOf([&] { ExclusiveStore(files()).commit(); }),
+                    HasSubstr(std::string(cache) + " is no feature cache"));
+    }
+    EXPECT_EQ(readFile(mine), std::string(5129999, 'x'));
+}
+
+TEST_F(Holding, TakesACacheOfAnySizeThatTheLibraryMakes) {
+    enrolAcrossTheLimit();
+    for (const std::uintmax_t size : {0, 5130000, 3 * 5130000}) {
+        fs::resize_file(files().cache, size);
+        EXPECT_EQ(faultOf([&] { const ExclusiveStore store(files()); }), "");
+    }
+}
+
+TEST_F(Holding, ChangesNothingWhenTheCacheCannotBeEmptied) {
+    constexpr uid_t kNobody = 65534;
+    enrolAcrossTheLimit();
+    fs::permissions(files().cache, fs::perms(0444));
+    if (::geteuid() == 0) {
+        fs::permissions(folder.path(), fs::perms(0777));
+        ASSERT_EQ(::chown(database().c_str(), kNobody, kNobody), 0);
+    }
+    EXPECT_EQ(statusOf([&] {
+                  if (::geteuid() == 0) {
+                      ASSERT_EQ(::setgid(kNobody), 0);
+                      ASSERT_EQ(::setuid(kNobody), 0);
+                  }
+                  const std::string fault = faultOf([&] {
+                      ExclusiveStore store(files());
+                      SqliteStatement(store.connection(), "DELETE FROM userInfo;").step();
+                      store.commit();
+                  });
+                  EXPECT_THAT(fault, HasSubstr("cannot be emptied: Permission denied"));
+                  EXPECT_THAT(faultOf([&] { compact(ExclusiveStore(files())); }),
+                              HasSubstr("cannot be emptied: Permission denied"));
+                  EXPECT_THAT(compactionLeftovers(database()), IsEmpty());
+              }),
+              0);
+    EXPECT_THAT(users(), ElementsAre(1, 2, 3, 5, 6, 7));
+    EXPECT_THAT(rowIds(), ElementsAre(9999, 10000, 10001, 10003, 10004, 10005));
+}
+
+TEST_F(Holding, EmptiesTheCacheBeforeTheChangeIsMade) {
+    enrolAcrossTheLimit();
+    EXPECT_EQ(
+        statusOf([&] {
+            ExclusiveStore store(files());
+            SqliteStatement(store.connection(), "DELETE FROM userInfo WHERE userid = 1;").step();
+            sqlite3_commit_hook(
+                store.connection().handle(),
+                [](void* cache) {
+                    EXPECT_EQ(fs::file_size(*static_cast<const std::string*>(cache)), 0U);
+                    return 1;  // the commit fails
+                },
+                const_cast<std::string*>(&store.files().cache));
+            EXPECT_THAT(faultOf([&] { store.commit(); }), HasSubstr("cannot be written"));
+            EXPECT_EQ(fs::file_size(files().cache), 0U);
+        }),
+        0);
+    EXPECT_THAT(users(), ElementsAre(1, 2, 3, 5, 6, 7));
+    expectAgreement();
+}
+
+TEST_F(Holding, SaysThatTheChangeIsDoneWhenTheCacheIsNotBuilt) {
+    enrolAcrossTheLimit();
+    fs::remove(files().cache);
+    fs::create_directory(files().cache);
+    Report report(Settings{});
+    EXPECT_THAT(faultOf([&] {
+                    rebuildCache({config, files()}, report, false);
+                }),
+                HasSubstr("the change is done, but the feature cache " + files().cache));
+}
+
+TEST_F(Holding, SaysThatTheChangeIsDoneWhenTheRebuildIsStopped) {
+    for (const int signal : {SIGINT, SIGTERM, SIGKILL}) {
+        const EngineFault fault = unfinishedRebuild(files(), EngineEnd{std::nullopt, signal, ""});
+        EXPECT_THAT(fault.what(), HasSubstr("the change is done, but the feature cache"));
+        EXPECT_THAT(fault.what(), Not(HasSubstr("before the work was done")));
+        EXPECT_THAT(fault.advice(), HasSubstr("The next start of the engine builds it."));
+    }
+}
+
+TEST_F(Holding, RefusesAWriteAheadLogAndLeavesItAsItIs) {
+    enrolAcrossTheLimit();
+    {
+        SqliteConnection connection;
+        ASSERT_EQ(connection.open(database()), SQLITE_OK);
+        SqliteStatement(connection, "PRAGMA journal_mode = wal;").step();
+    }
+    const std::string before = readFile(database());
+    EXPECT_THAT(faultOf([&] { const ExclusiveStore store(files()); }),
+                HasSubstr("has a write-ahead log"));
+    EXPECT_EQ(readFile(database()), before);
+}
+
 TEST_F(Holding, FindsAMappingWithoutADescriptor) {
     const std::string path = folder.write("mapped", "x");
     int ready[2];
@@ -316,6 +467,24 @@ TEST_F(Holding, CountsProcessesThatItMayNotLookInto) {
                   EXPECT_GT(holdersOf({path}).unseen, 0);
               }),
               0);
+}
+
+TEST_F(Holding, RefusesToGuessWithoutTheTableOfProcesses) {
+    EXPECT_THAT(faultOf([&] { holdersOf({}, folder.file("proc")); }),
+                HasSubstr("whether an engine is running cannot be told"));
+    fs::create_directory(folder.file("proc"));
+    EXPECT_THAT(faultOf([&] { holdersOf({}, folder.file("proc")); }),
+                HasSubstr("does not list this command"));
+}
+
+TEST_F(Holding, CountsAProcessThatCannotBeReadForAnyReason) {
+    fs::create_directories(folder.file("proc/" + std::to_string(::getpid())));
+    fs::create_directories(folder.file("proc/1"));  // as one that has ended
+    fs::create_directories(folder.file("proc/2"));
+    (void)folder.write("proc/2/fd", "no directory");
+    fs::create_directories(folder.file("proc/3/fd"));
+    fs::create_symlink("0", folder.file("proc/3/fd/0"));  // stat says: too many links
+    EXPECT_EQ(holdersOf({}, folder.file("proc")).unseen, 2);
 }
 
 PalmExport twoPalms() {
@@ -366,6 +535,56 @@ TEST_F(Exporting, SaysWhatIsWrongWithAFile) {
     EXPECT_THAT(faultIn(textOf({2, {{7, 0, 50, rowOf(1)}}})), HasSubstr("is damaged"));
     EXPECT_THAT(faultOf([&] { readPalmExport(folder.file("missing")); }),
                 HasSubstr("cannot be read"));
+}
+
+TEST_F(Exporting, AWorkingFileTakesNoNameThatIsInUse) {
+    const std::string mine = folder.write("e.partial", "mine");
+    PrivateFile first(folder.file("e"));
+    PrivateFile second(folder.file("e"));
+    EXPECT_NE(first.workingPath(), second.workingPath());
+    EXPECT_EQ(fs::status(first.workingPath()).permissions(), fs::perms(0600));
+    first.write("first");
+    first.keep();
+    EXPECT_EQ(readFile(folder.file("e")), "first");
+    EXPECT_EQ(readFile(mine), "mine");
+}
+
+TEST_F(BackingUp, LeavesAnEngineTimeToWrite) {
+    enrolAcrossTheLimit();
+    SqliteConnection engine;  // which waits for no lock
+    ASSERT_EQ(engine.open(database()), SQLITE_OK);
+    ASSERT_EQ(engine.execute("CREATE TABLE filling AS SELECT zeroblob(4000000) AS bytes;"),
+              SQLITE_OK);
+    int steps = 0;
+    ReadOnlyDatabase(database()).copyTo(folder.file("copy"), [&] {
+        if (++steps == 3) {
+            EXPECT_EQ(engine.execute("UPDATE userInfo SET learn_count = 7;"), SQLITE_OK);
+        }
+    });
+    EXPECT_GT(steps, 10);
+    const ReadOnlyDatabase copy(folder.file("copy"));
+    EXPECT_EQ(copy.integrity(), "ok");
+    EXPECT_EQ(copy.answer("SELECT COUNT(*) FROM userInfo WHERE learn_count = 7;"), "6");
+}
+
+TEST_F(BackingUp, SaysThatADatabaseIsLockedAllTheTime) {
+    enrolAcrossTheLimit();
+    SqliteConnection other;
+    ASSERT_EQ(other.open(database()), SQLITE_OK);
+    ASSERT_EQ(other.execute("BEGIN EXCLUSIVE;"), SQLITE_OK);
+    EXPECT_THAT(faultOf([&] { ReadOnlyDatabase(database()).copyTo(folder.file("copy")); }),
+                HasSubstr("cannot be copied: database is locked"));
+}
+
+TEST_F(BackingUp, RowsAreListedWithTheSizesOfTheirTemplates) {
+    enrolAcrossTheLimit();
+    std::vector<std::size_t> sizes;
+    ReadOnlyDatabase(database()).visitRows([&](const StoredPalm& palm, std::size_t bytes) {
+        EXPECT_TRUE(palm.templates.empty());
+        sizes.push_back(bytes);
+    });
+    EXPECT_THAT(sizes, Each(kTemplateBytes));
+    EXPECT_EQ(sizes.size(), 6U);
 }
 
 TEST_F(Exporting, AFileThatIsNotKeptLeavesNothing) {

@@ -20,19 +20,16 @@ std::string textOf(const Compaction& done) {
 }
 
 Ending compactStore(const Settings& settings, Report& report) {
-    const ConfiguredStore configured = configuredStore(settings.configPath);
-    const Ending ending =
-        changeStore(configured, settings, report, [](ExclusiveStore& store) -> StoreChange {
-            const Compaction done = compact(store);
-            return {textOf(done),
-                    {{"result", "compacted"},
-                     {"palms", done.palms},
-                     {"last_number_before", done.lastNumber},
-                     {"bytes_before", done.bytesBefore},
-                     {"bytes_after", done.bytesAfter}}};
-        });
-    removeCompactionLeftovers(configured.files.database);
-    return ending;
+    return changeStore(configuredStore(settings.configPath), settings, report,
+                       [](ExclusiveStore& store) -> StoreChange {
+                           const Compaction done = compact(store);
+                           return {textOf(done),
+                                   {{"result", "compacted"},
+                                    {"palms", done.palms},
+                                    {"last_number_before", done.lastNumber},
+                                    {"bytes_before", done.bytesBefore},
+                                    {"bytes_after", done.bytesAfter}}};
+                       });
 }
 
 }  // namespace

@@ -104,8 +104,9 @@ Findings examineIntegrity(const ReadOnlyDatabase& database, const std::string& p
         return {{Level::fine, kDatabase, path + ": SQLite finds it whole", ""}};
     }
     return {{Level::fault, kDatabase, path + " is damaged: " + verdict,
-             "Put a backup in its place, or save what can be read with sqlite3's .recover, and "
-             "delete the feature cache."}};
+             "Save what can be read with sqlite3's .recover, or restore a backup: stop the engine, "
+             "move the database and its -journal file away, put the backup in place with the owner "
+             "and mode of the old file, delete the feature cache, and run \"brairu db check\"."}};
 }
 
 Findings examineJournal(const std::string& path) {

@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
+#include "engine/enrolledPalms.h"
 #include "fault.h"
 #include "store/cacheRenewal.h"
 #include "store/privateFile.h"
@@ -23,12 +25,10 @@ constexpr char kSelectInOrder[] =
     "SELECT userid, palmindex, vector_data, learn_count FROM userInfo ORDER BY id;";
 constexpr int kColumns = 4;
 
-std::string newNameOf(const std::string& database) {
-    return database + ".compacted";
-}
+constexpr std::string_view kNewEnding = ".compacted";
 
-std::string oldNameOf(const std::string& database) {
-    return database + ".before-compact";
+std::string newNameOf(const std::string& database) {
+    return database + std::string(kNewEnding);
 }
 
 // SQLite's journal and the renaming belong to the file itself, not to a link to it.
@@ -84,10 +84,6 @@ void requireLibrarysTablesOnly(const ExclusiveStore& store) {
         throw EngineFault("the database " + store.files().database +
                               " holds tables or indexes of another program",
                           "A compaction would lose them: move them to a database of their own.");
-    }
-    if (textOf(store.connection(), "PRAGMA journal_mode;") == "wal") {
-        throw EngineFault("the database " + store.files().database + " has a write-ahead log",
-                          "Set it back first: sqlite3 DATABASE \"PRAGMA journal_mode = delete;\"");
     }
 }
 
@@ -178,35 +174,64 @@ void giveRights(const std::string& path, const std::string& model) {
     }
 }
 
-// The old file keeps a second name, and the new one takes over the first in one step of the file
-// system: at every moment, a power cut included, the name leads to a whole database, the old one or
-// the new one. Neither has a journal: the old one is locked and unwritten, and the folder is waited
-// for before, so that no earlier journal comes back and is taken for the new one's.
-void putInPlace(const std::string& database, const StepVisitor& betweenSteps) {
-    syncFolderOf(database);
-    if (::link(database.c_str(), oldNameOf(database).c_str()) != 0) {
-        failWithErrno(oldNameOf(database) + " cannot be made");
+// The new file takes over the name in one step of the file system: at every moment, a power cut
+// included, the name leads to a whole database, the old one or the new one. Neither has a journal:
+// the old one is locked and unwritten, and the folder is waited for before, so that no earlier
+// journal comes back and is taken for the new one's.
+void putInPlace(const std::string& database) {
+    if (!syncFolderOf(database)) {
+        throw EngineFault("the folder of " + database + " cannot be brought to the disk",
+                          kNothingChanged);
     }
-    syncFolderOf(database);
-    betweenSteps();
     if (std::rename(newNameOf(database).c_str(), database.c_str()) != 0) {
         failWithErrno(database + " cannot be replaced");
     }
     syncFolderOf(database);
-    betweenSteps();
 }
 
 void removeFile(const std::string& path) {
     ::unlink(path.c_str());
 }
 
+// It holds templates: where it was not put in place it goes, while the store is still locked.
+class NewFileRemoval {
+public:
+    explicit NewFileRemoval(const std::string& database) : path_(newNameOf(database)) {}
+    ~NewFileRemoval() { removeFile(path_); }
+    NewFileRemoval(const NewFileRemoval&) = delete;
+    NewFileRemoval& operator=(const NewFileRemoval&) = delete;
+
+private:
+    std::string path_;
+};
+
+void writeNewFile(const ExclusiveStore& store, const std::string& database, std::int64_t palms,
+                  const StepVisitor& betweenSteps) {
+    PrivateFile file(newNameOf(database));
+    betweenSteps();
+    writeNewDatabase(store, file.workingPath());
+    betweenSteps();
+    requireSameContent(store, file.workingPath(), palms);
+    giveRights(file.workingPath(), database);
+    betweenSteps();
+    file.keep();
+}
+
 }  // namespace
 
 std::vector<std::string> compactionLeftovers(const std::string& database) {
     const std::string path = pathWithoutLinks(database);
-    std::vector<std::string> files{PrivateFile::workingPathOf(newNameOf(path)), newNameOf(path),
-                                   oldNameOf(path)};
-    std::erase_if(files, [](const std::string& file) { return ::access(file.c_str(), F_OK) != 0; });
+    const std::string name = std::filesystem::path(newNameOf(path)).filename().string();
+    std::vector<std::string> files;
+    std::error_code fault;
+    for (std::filesystem::directory_iterator entry(folderOf(path), fault), end;
+         !fault && entry != end; entry.increment(fault)) {
+        const std::string found = entry->path().filename().string();
+        if (found == name || found.starts_with(PrivateFile::workingPathOf(name))) {
+            files.push_back(path + found.substr(name.size() - kNewEnding.size()));
+        }
+    }
+    std::ranges::sort(files);
     return files;
 }
 
@@ -224,22 +249,16 @@ Compaction compact(const ExclusiveStore& store, const StepVisitor& betweenSteps)
     done.bytesBefore = std::filesystem::file_size(database);
     removeCompactionLeftovers(database);
     betweenSteps();
-    {
-        PrivateFile file(newNameOf(database));
-        betweenSteps();
-        writeNewDatabase(store, file.workingPath());
-        betweenSteps();
-        requireSameContent(store, file.workingPath(), done.palms);
-        giveRights(file.workingPath(), database);
-        file.keep();
-    }
+    const NewFileRemoval removal(database);
+    writeNewFile(store, database, done.palms, betweenSteps);
+    done.bytesAfter = std::filesystem::file_size(newNameOf(database));
     betweenSteps();
     leaveNote(store.files());
     betweenSteps();
-    putInPlace(database, betweenSteps);
     emptyCache(store.files());
     betweenSteps();
-    done.bytesAfter = std::filesystem::file_size(database);
+    putInPlace(database);
+    betweenSteps();
     return done;
 }
 

@@ -29,7 +29,7 @@ Compaction compact(
 // Files that a compaction leaves beside a database when it is cut short.
 std::vector<std::string> compactionLeftovers(const std::string& database);
 
-// What is left goes: the last step of a compaction, and the first.
+// What is left goes: the first step of a compaction.
 void removeCompactionLeftovers(const std::string& database);
 
 }  // namespace brairu::tool

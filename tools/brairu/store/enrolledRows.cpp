@@ -26,9 +26,9 @@ ReadOnlyDatabase openDatabase(const StoreFiles& files) {
 std::vector<EnrolledRow> enrolledRows(const ReadOnlyDatabase& database) {
     std::vector<EnrolledRow> rows;
     if (database.hasTable()) {
-        database.visitPalms([&](const StoredPalm& palm) {
+        database.visitRows([&](const StoredPalm& palm, std::size_t templateBytes) {
             rows.push_back({palm.rowId, palm.userid, palm.palmindex, palm.learnCount,
-                            palm.templates.size() / kTemplateBytes});
+                            templateBytes / kTemplateBytes});
         });
     }
     std::ranges::sort(rows, [](const EnrolledRow& a, const EnrolledRow& b) { return a < b; });

@@ -1,6 +1,7 @@
 #include "store/exclusiveStore.h"
 
 #include <algorithm>
+#include <fstream>
 #include <string_view>
 
 #include "engine/engineSetup.h"
@@ -14,6 +15,15 @@ namespace {
 
 constexpr char kCheckStore[] = "Run \"brairu db check\" for what is wrong with it.";
 
+// As the head of the file says. SQLite, asked for it, would write into such a database.
+bool hasWriteAheadLog(const std::string& database) {
+    constexpr std::streamoff kWriteVersion = 18;
+    constexpr char kLog = 2;
+    std::ifstream file(database, std::ios::binary);
+    char version = 0;
+    return file.seekg(kWriteVersion) && file.get(version) && version == kLog;
+}
+
 void requirePlainFile(const std::string& database) {
     if (database.starts_with("file:")) {
         throw EngineFault("database.database_path is a URI, whose store is not changed by hand",
@@ -25,6 +35,10 @@ void requirePlainFile(const std::string& database) {
                           "start at the working directory.");
     }
     requireWritableStore(database);
+    if (hasWriteAheadLog(database)) {
+        throw EngineFault("the database " + database + " has a write-ahead log",
+                          "Set it back first: sqlite3 DATABASE \"PRAGMA journal_mode = delete;\"");
+    }
 }
 
 std::string listed(const std::vector<std::string>& names) {
@@ -39,6 +53,7 @@ std::string listed(const std::vector<std::string>& names) {
 
 ExclusiveStore::ExclusiveStore(const StoreFiles& files) : files_(files) {
     requirePlainFile(files_.database);
+    requireCacheOrNone(files_);
     lock();
     refuseHolders();
     requireWhole();
@@ -115,14 +130,15 @@ std::int64_t ExclusiveStore::number(const char* sql) const {
     }
 }
 
-// The note comes first: from then on a start compares every slot, whatever happens in between.
+// The note comes first: from then on a start compares every slot, whatever happens in between. The
+// cache is emptied before the commit, so that a cut leaves no feature of a palm that is gone.
 void ExclusiveStore::commit() {
     leaveNote(files_);
+    emptyCache(files_);
     if (sqlite3_exec(connection_.handle(), "COMMIT;", nullptr, nullptr, nullptr) != SQLITE_OK) {
         fail("cannot be written");
     }
     connection_.settle();
-    emptyCache(files_);
 }
 
 }  // namespace brairu::tool

@@ -28,7 +28,7 @@ public:
     [[noreturn]] void fail(const std::string& what) const;
 
     // Makes the changes last, and has the next start of the library build the cache anew. Throws
-    // EngineFault; nothing is changed then.
+    // EngineFault; the database is as it was then.
     void commit();
 
 private:

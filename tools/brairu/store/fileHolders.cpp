@@ -5,14 +5,19 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
+
+#include "fault.h"
 
 namespace brairu::tool {
 namespace {
 
 using Path = std::filesystem::path;
+
+constexpr char kMountTable[] = "Mount proc at /proc, for the processes that this command can see.";
 
 struct WantedFile {
     dev_t device;
@@ -34,41 +39,73 @@ WantedFiles wantedFiles(const std::vector<std::string>& paths) {
     return files;
 }
 
-bool isWanted(const Path& link, const WantedFiles& files) {
-    struct stat status {};
-    return ::stat(link.c_str(), &status) == 0 &&
-           std::ranges::any_of(files, [&](const WantedFile& file) {
-               return file.device == status.st_dev && file.inode == status.st_ino;
-           });
+enum class View { holds, doesNot, denied };
+
+// What has ended or was closed meanwhile holds nothing; of anything else nobody knows.
+View viewAfter(const std::error_code& fault) {
+    const bool gone = !fault || fault == std::errc::no_such_file_or_directory ||
+                      fault == std::errc::no_such_process;
+    return gone ? View::doesNot : View::denied;
 }
 
-enum class View { holds, doesNot, denied };
+View viewAfterErrno() {
+    return viewAfter(std::error_code(errno, std::generic_category()));
+}
+
+View viewOfLink(const Path& link, const WantedFiles& files) {
+    struct stat status {};
+    if (::stat(link.c_str(), &status) != 0) {
+        return viewAfterErrno();
+    }
+    const bool wanted = std::ranges::any_of(files, [&](const WantedFile& file) {
+        return file.device == status.st_dev && file.inode == status.st_ino;
+    });
+    return wanted ? View::holds : View::doesNot;
+}
 
 View viewOfDescriptors(const Path& process, const WantedFiles& files) {
     std::error_code fault;
-    std::filesystem::directory_iterator entry(process / "fd", fault);
-    if (fault) {
-        return fault == std::errc::permission_denied ? View::denied : View::doesNot;
-    }
-    for (; entry != std::filesystem::directory_iterator(); entry.increment(fault)) {
-        if (isWanted(entry->path(), files)) {
-            return View::holds;
+    View seen = View::doesNot;
+    for (std::filesystem::directory_iterator entry(process / "fd", fault), end;
+         !fault && entry != end; entry.increment(fault)) {
+        const View link = viewOfLink(entry->path(), files);
+        if (link == View::holds) {
+            return link;
         }
+        seen = link == View::denied ? link : seen;
     }
-    return View::doesNot;
+    return seen == View::denied ? seen : viewAfter(fault);
+}
+
+bool isNamed(const std::string& mapping, const WantedFiles& files) {
+    return std::ranges::any_of(
+        files, [&](const WantedFile& file) { return mapping.ends_with(" " + file.path); });
 }
 
 // A mapping outlives its descriptor.
-bool mapsAny(const Path& process, const WantedFiles& files) {
+View viewOfMappings(const Path& process, const WantedFiles& files) {
+    errno = 0;
     std::ifstream maps(process / "maps");
+    if (!maps.is_open()) {
+        return viewAfterErrno();
+    }
     for (std::string line; std::getline(maps, line);) {
-        for (const WantedFile& file : files) {
-            if (line.ends_with(" " + file.path)) {
-                return true;
-            }
+        if (isNamed(line, files)) {
+            return View::holds;
         }
     }
-    return false;
+    return maps.bad() ? viewAfterErrno() : View::doesNot;
+}
+
+View viewOf(const Path& process, const WantedFiles& files) {
+    const View descriptors = viewOfDescriptors(process, files);
+    const View mappings = viewOfMappings(process, files);
+    for (const View view : {View::holds, View::denied}) {
+        if (descriptors == view || mappings == view) {
+            return view;
+        }
+    }
+    return View::doesNot;
 }
 
 std::string nameOf(const Path& process) {
@@ -79,25 +116,47 @@ std::string nameOf(const Path& process) {
 }
 
 bool isProcess(const Path& path) {
-    const std::string name = path.filename().string();
-    return std::ranges::all_of(name, [](unsigned char c) { return std::isdigit(c); }) &&
-           name != std::to_string(::getpid());
+    return std::ranges::all_of(path.filename().string(),
+                               [](unsigned char c) { return std::isdigit(c); });
+}
+
+std::vector<Path> everyProcess(const Path& table) {
+    std::vector<Path> processes;
+    std::error_code fault;
+    for (std::filesystem::directory_iterator entry(table, fault), end; !fault && entry != end;
+         entry.increment(fault)) {
+        if (isProcess(entry->path())) {
+            processes.push_back(entry->path());
+        }
+    }
+    if (fault) {
+        throw EngineFault("whether an engine is running cannot be told: " + table.string() + ": " +
+                              fault.message(),
+                          kMountTable);
+    }
+    return processes;
+}
+
+std::vector<Path> otherProcesses(const Path& table) {
+    std::vector<Path> processes = everyProcess(table);
+    if (std::erase(processes, table / std::to_string(::getpid())) == 0) {
+        throw EngineFault("whether an engine is running cannot be told: " + table.string() +
+                              " does not list this command",
+                          kMountTable);
+    }
+    return processes;
 }
 
 }  // namespace
 
-FileHolders holdersOf(const std::vector<std::string>& paths) {
+FileHolders holdersOf(const std::vector<std::string>& paths, const Path& processes) {
     const WantedFiles files = wantedFiles(paths);
     FileHolders holders;
-    std::error_code fault;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", fault)) {
-        if (!isProcess(entry.path())) {
-            continue;
-        }
-        const View view = viewOfDescriptors(entry.path(), files);
+    for (const Path& process : otherProcesses(processes)) {
+        const View view = viewOf(process, files);
         holders.unseen += view == View::denied ? 1 : 0;
-        if (view == View::holds || mapsAny(entry.path(), files)) {
-            holders.processes.push_back(nameOf(entry.path()));
+        if (view == View::holds) {
+            holders.processes.push_back(nameOf(process));
         }
     }
     return holders;

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -15,8 +16,6 @@
 
 namespace brairu::tool {
 namespace {
-
-constexpr mode_t kOwnerOnly = 0600;
 
 bool isTaken(const std::string& path) {
     std::error_code ignored;
@@ -33,16 +32,16 @@ int renameToNew(const char* from, const char* to) {
 
 }  // namespace
 
-PrivateFile::PrivateFile(std::string path)
-    : path_(std::move(path)), workingPath_(workingPathOf(path_)) {
+PrivateFile::PrivateFile(std::string path) : path_(std::move(path)) {
     if (isTaken(path_)) {
         throw InputFault(path_ + " is there already", "Name a new file: none is replaced.");
     }
-    ::unlink(workingPath_.c_str());
-    fd_.reset(::open(workingPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly));
+    std::string name = workingPathOf(path_) + "XXXXXX";
+    fd_.reset(::mkostemp(name.data(), O_CLOEXEC));  // for its owner alone
     if (!fd_.isOpen()) {
         fail("cannot be made");
     }
+    workingPath_ = std::move(name);
 }
 
 PrivateFile::~PrivateFile() {

@@ -21,6 +21,7 @@ public:
 
     // Where others write the content to.
     const std::string& workingPath() const { return workingPath_; }
+    // How the working names of a file begin: each has one of its own.
     static std::string workingPathOf(const std::string& path) { return path + ".partial"; }
 
     // Throws InputFault.

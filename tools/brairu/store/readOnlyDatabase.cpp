@@ -28,6 +28,27 @@ StoredPalm palmAt(sqlite3_stmt* row) {
             bytes == nullptr ? std::span<const std::uint8_t>() : std::span(bytes, size)};
 }
 
+struct FinishBackup {
+    void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
+};
+using Backup = std::unique_ptr<sqlite3_backup, FinishBackup>;
+
+// The lock is given back between the steps: an engine waits for none, and would have its write
+// refused. Should it write so often that the copy never comes to its end, the last step takes all.
+int copyInSteps(sqlite3_backup* backup, const std::function<void()>& betweenSteps) {
+    constexpr int kPages = 64;
+    constexpr int kEveryPage = -1;
+    constexpr int kSmallSteps = 10000;
+    constexpr int kPauseMilliseconds = 1;
+    int result = SQLITE_OK;
+    for (int step = 0; result == SQLITE_OK; ++step) {
+        result = sqlite3_backup_step(backup, step < kSmallSteps ? kPages : kEveryPage);
+        betweenSteps();
+        sqlite3_sleep(kPauseMilliseconds);
+    }
+    return result;
+}
+
 }  // namespace
 
 ReadOnlyDatabase::Handle ReadOnlyDatabase::open(const std::string& path, int flags) {
@@ -70,31 +91,46 @@ std::string ReadOnlyDatabase::integrity() const {
     return answer("PRAGMA integrity_check(1);").value_or("");
 }
 
-void ReadOnlyDatabase::visitPalms(const std::function<void(const StoredPalm&)>& visit) const {
-    const Statement rows = prepared(
-        handle_.get(),
-        "SELECT id, userid, palmindex, vector_data, learn_count FROM userInfo ORDER BY id;");
+void ReadOnlyDatabase::visit(const char* sql,
+                             const std::function<void(sqlite3_stmt*)>& visitRow) const {
+    const Statement rows = prepared(handle_.get(), sql);
     int result = rows ? sqlite3_step(rows.get()) : SQLITE_ERROR;
     for (; result == SQLITE_ROW; result = sqlite3_step(rows.get())) {
-        visit(palmAt(rows.get()));
+        visitRow(rows.get());
     }
     if (result != SQLITE_DONE) {
         fail("cannot be read");
     }
 }
 
-void ReadOnlyDatabase::copyTo(const std::string& path) const {
-    constexpr int kEveryPage = -1;
+void ReadOnlyDatabase::visitPalms(const std::function<void(const StoredPalm&)>& visitPalm) const {
+    visit("SELECT id, userid, palmindex, vector_data, learn_count FROM userInfo ORDER BY id;",
+          [&](sqlite3_stmt* row) { visitPalm(palmAt(row)); });
+}
+
+void ReadOnlyDatabase::visitRows(
+    const std::function<void(const StoredPalm&, std::size_t)>& visitRow) const {
+    constexpr int kSizeColumn = 5;
+    visit(
+        "SELECT id, userid, palmindex, NULL, learn_count, length(vector_data) FROM userInfo "
+        "ORDER BY id;",
+        [&](sqlite3_stmt* row) {
+            visitRow(palmAt(row), static_cast<std::size_t>(sqlite3_column_int64(row, kSizeColumn)));
+        });
+}
+
+void ReadOnlyDatabase::copyTo(const std::string& path,
+                              const std::function<void()>& betweenSteps) const {
     const Handle target = open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-    sqlite3_backup* backup = sqlite3_backup_init(target.get(), "main", handle_.get(), "main");
-    if (backup == nullptr) {
+    Backup backup(sqlite3_backup_init(target.get(), "main", handle_.get(), "main"));
+    if (!backup) {
         fail("cannot be copied");
     }
-    sqlite3_backup_step(backup, kEveryPage);
-    if (sqlite3_backup_finish(backup) != SQLITE_OK) {
-        throw EngineFault(
-            "the database " + path_ + " cannot be copied: " + sqlite3_errmsg(target.get()),
-            kCheckStore);
+    const int result = copyInSteps(backup.get(), betweenSteps);
+    const int finished = sqlite3_backup_finish(backup.release());
+    if (result != SQLITE_DONE || finished != SQLITE_OK) {
+        throw EngineFault("the database " + path_ + " cannot be copied: " + sqlite3_errstr(result),
+                          kCheckStore);
     }
 }
 

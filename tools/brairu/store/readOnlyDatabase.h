@@ -38,8 +38,15 @@ public:
     // Every row of the table, in the order of their ids. Throws EngineFault.
     void visitPalms(const std::function<void(const StoredPalm&)>& visit) const;
 
-    // Copies the whole database to a new file, as it is at one moment. Throws EngineFault.
-    void copyTo(const std::string& path) const;
+    // The same, but for the templates: of them there is the size alone.
+    void visitRows(
+        const std::function<void(const StoredPalm&, std::size_t templateBytes)>& visit) const;
+
+    // Copies the whole database to a new file, as it is at one moment. An engine can write between
+    // the steps of the copy, which then begins anew. betweenSteps is called after each. Throws
+    // EngineFault.
+    void copyTo(
+        const std::string& path, const std::function<void()>& betweenSteps = [] {}) const;
 
 private:
     struct Close {
@@ -47,6 +54,7 @@ private:
     };
     using Handle = std::unique_ptr<sqlite3, Close>;
 
+    void visit(const char* sql, const std::function<void(sqlite3_stmt*)>& visitRow) const;
     static Handle open(const std::string& path, int flags);
     [[noreturn]] void fail(const std::string& what) const;
 
