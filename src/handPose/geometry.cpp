@@ -12,11 +12,6 @@ namespace {
 
 constexpr std::size_t kPointsForTurn = 5;
 
-// With a greatest size, so that they live on the stack.
-using System =
-    Eigen::Matrix<float, Eigen::Dynamic, Eigen::Dynamic, Eigen::ColMajor, PVA_KEY_POINTS, 2>;
-using Values = Eigen::Matrix<float, Eigen::Dynamic, 1, Eigen::ColMajor, PVA_KEY_POINTS, 1>;
-
 void requireSevenPoints(std::size_t count) {
     if (count != PVA_KEY_POINTS) {
         (void)std::fputs("Assertion failed: keyPoints must have exactly 7 points.\n", stderr);
@@ -54,15 +49,15 @@ float turnOf(std::span<const cv::Point> points) {
 
 Line fitLine(std::span<const cv::Point> points) {
     const auto rows = static_cast<Eigen::Index>(points.size());
-    System system(rows, 2);
-    Values values(rows);
+    Eigen::MatrixXf system(rows, 2);
+    Eigen::VectorXf values(rows);
     for (Eigen::Index row = 0; row < rows; ++row) {
         const cv::Point2f point = points[static_cast<std::size_t>(row)];
         system.row(row) << point.x, 1.0f;
         values(row) = point.y;
     }
     const Eigen::Vector2f solution =
-        system.jacobiSvd(Eigen::ComputeThinU | Eigen::ComputeThinV).solve(values);
+        system.bdcSvd(Eigen::ComputeThinU | Eigen::ComputeThinV).solve(values);
     return {solution(0), solution(1)};
 }
 

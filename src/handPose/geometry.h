@@ -23,8 +23,7 @@ struct Line {
     float intercept = 0.0f;
 };
 
-// Least squares by singular value decomposition, of at most PVA_KEY_POINTS points; points at one x
-// get the solution of least norm.
+// Least squares by singular value decomposition; points at one x get the solution of least norm.
 Line fitLine(std::span<const cv::Point> points);
 
 // Direction of the line through the finger bases (points 2 to 5), from the index finger to the
