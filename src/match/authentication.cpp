@@ -126,10 +126,13 @@ float reportedSimilarity(const BlockSimilarities& similarities) {
     return (similarities[0] + similarities[1]) * 0.5f;
 }
 
+double thirdBlockThreshold(float authThreshold) {
+    return static_cast<double>(authThreshold) - kThirdBlockAllowance;
+}
+
 bool isSamePalm(const BlockSimilarities& similarities, float authThreshold) {
-    const double lowered = static_cast<double>(authThreshold) - kThirdBlockAllowance;
     return similarities[0] >= authThreshold && similarities[1] >= authThreshold &&
-           static_cast<double>(similarities[2]) >= lowered;
+           static_cast<double>(similarities[2]) >= thirdBlockThreshold(authThreshold);
 }
 
 }  // namespace brairu

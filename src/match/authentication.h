@@ -51,6 +51,9 @@ BlockSimilarities compareCaptures(const std::uint8_t* probe, const std::uint8_t*
 // What a 1:1 comparison reports: the mean of the first two blocks.
 float reportedSimilarity(const BlockSimilarities& similarities);
 
+// What the third block has to reach where the others have to reach authThreshold.
+double thirdBlockThreshold(float authThreshold);
+
 // Whether two captures are of the same palm. The third block is granted a lower threshold.
 bool isSamePalm(const BlockSimilarities& similarities, float authThreshold);
 

@@ -14,16 +14,6 @@
 namespace brairu {
 namespace {
 
-// Configurations written for an older index format keep working with the cache file.
-std::string cacheFileName(std::string searchIndexPath) {
-    constexpr std::string_view kOldSuffix = ".usearch";
-    if (searchIndexPath.ends_with(kOldSuffix)) {
-        searchIndexPath.replace(searchIndexPath.size() - kOldSuffix.size(), kOldSuffix.size(),
-                                ".bin");
-    }
-    return searchIndexPath;
-}
-
 // 0, which leaves the cache unmapped, for counts that make no file.
 std::uint32_t cacheCapacity(int centreCount) {
     const std::int64_t slots = kMirroredPalms * centreCount;
@@ -56,6 +46,15 @@ bool bindKey(SqliteStatement& insert, const PvaUserKey& key, const SqliteConnect
 }
 
 }  // namespace
+
+std::string cacheFileName(std::string searchIndexPath) {
+    constexpr std::string_view kOldSuffix = ".usearch";
+    if (searchIndexPath.ends_with(kOldSuffix)) {
+        searchIndexPath.replace(searchIndexPath.size() - kOldSuffix.size(), kOldSuffix.size(),
+                                ".bin");
+    }
+    return searchIndexPath;
+}
 
 TemplateStore::TemplateStore(const ConfigDocument& document)
     : config_(document),

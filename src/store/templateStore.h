@@ -16,6 +16,10 @@
 
 namespace brairu {
 
+// The feature cache of a configured search index: configurations written for an older index format
+// keep working with the cache file.
+std::string cacheFileName(std::string searchIndexPath);
+
 // Operations return true for success. Without a connection all that need one fail; the next
 // start-up pass opens it again. SQLite stays the record of truth: results of cache writes are not
 // looked at, and the start-up pass repairs what diverged.

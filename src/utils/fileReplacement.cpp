@@ -10,26 +10,12 @@
 #include "utils/fileDescriptor.h"
 #include "utils/folderSync.h"
 #include "utils/pipe.h"
+#include "utils/writeAll.h"
 
 namespace brairu {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;
-
-bool writeAll(int fd, const std::string& text) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t written = ::write(fd, text.data() + done, text.size() - done);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0) {
-            return false;
-        }
-        done += static_cast<std::size_t>(written);
-    }
-    return true;
-}
 
 // A regular file of one name: replaced by another, a link would no longer lead where it did.
 bool isPlainFile(const std::string& path, struct stat& status) {

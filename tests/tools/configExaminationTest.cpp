@@ -5,6 +5,7 @@
 
 #include "examination/configExamination.h"
 #include "fault.h"
+#include "support/temporaryFolder.h"
 
 namespace brairu::tool {
 namespace {
@@ -120,12 +121,18 @@ TEST_F(ConfigExamination, SoundnessIsAskedOfTheNamedSettingsAlone) {
 }
 
 TEST_F(ConfigExamination, OnlyFaultsKeepTheEngineFromStarting) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder.file("brairu.json");
+    const auto read = [&] {
+        std::ofstream(path) << config;
+        return readSoundConfiguration(path);
+    };
     config["feature"]["security_level"] = 2.7;
-    EXPECT_NO_THROW(requireSoundValues(config));
+    EXPECT_EQ(read(), config);
     config["feature"]["security_level"] = 0;
-    EXPECT_NO_THROW(requireSoundValues(config));
+    EXPECT_EQ(read(), config);
     config["database"]["regis_center_count"] = 0;
-    EXPECT_THROW(requireSoundValues(config), EngineFault);
+    EXPECT_THROW(read(), EngineFault);
 }
 
 }  // namespace

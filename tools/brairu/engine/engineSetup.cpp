@@ -10,12 +10,6 @@
 namespace brairu::tool {
 namespace {
 
-ConfigDocument readSoundConfiguration(const std::string& path) {
-    ConfigDocument document = readConfiguration(path);
-    requireSoundValues(document);
-    return document;
-}
-
 void write(const std::string& path, const ConfigDocument& document) {
     std::ofstream file(path);
     file << document.dump(4) << std::flush;

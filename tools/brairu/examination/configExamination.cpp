@@ -223,12 +223,14 @@ bool areSound(const ConfigDocument& document, std::initializer_list<const char*>
     return std::ranges::none_of(configKeys(), isAtFault);
 }
 
-void requireSoundValues(const ConfigDocument& document) {
+ConfigDocument readSoundConfiguration(const std::string& path) {
+    ConfigDocument document = readConfiguration(path);
     for (const Finding& found : examineValues(document)) {
         if (found.level == Level::fault) {
             throw EngineFault("the configuration is not in order: " + found.what, found.advice);
         }
     }
+    return document;
 }
 
 }  // namespace brairu::tool

@@ -18,8 +18,8 @@ Findings examineValues(const ConfigDocument& document);
 // Whether none of these settings ("database.database_path") is at fault.
 bool areSound(const ConfigDocument& document, std::initializer_list<const char*> names);
 
-// Throws EngineFault with the first fault among the values: what the engine would raise from some
-// call of its own, later.
-void requireSoundValues(const ConfigDocument& document);
+// The document in a file. Throws EngineFault as well with the first fault among its values: what the
+// engine would raise from some call of its own, later.
+ConfigDocument readSoundConfiguration(const std::string& path);
 
 }  // namespace brairu::tool

@@ -10,8 +10,6 @@ namespace brairu::tool {
 namespace {
 
 constexpr int kDigits = 3;
-// A comparison of two captures grants the third block so much.
-constexpr double kThirdBlockAllowance = 0.1;
 
 const std::int8_t* signedBytes(const std::uint8_t* bytes) {
     return reinterpret_cast<const std::int8_t*>(bytes);
@@ -83,9 +81,9 @@ Measures searchScores(const BlockSimilarities& scores, ConfigDocument& config) {
 }
 
 Measures comparisonScores(const BlockSimilarities& scores, ConfigDocument& config) {
-    const double auth = readFloat(config, "feature", "auth_threshold");
+    const float auth = readFloat(config, "feature", "auth_threshold");
     const Limit full{Bound::atLeast, auth};
-    const Limit lowered{Bound::atLeast, auth - kThirdBlockAllowance};
+    const Limit lowered{Bound::atLeast, thirdBlockThreshold(auth)};
     return {score(0, scores[0], full), score(1, scores[1], full), score(2, scores[2], lowered)};
 }
 

@@ -13,6 +13,7 @@
 
 #include "fault.h"
 #include "utils/folderSync.h"
+#include "utils/writeAll.h"
 
 namespace brairu::tool {
 namespace {
@@ -56,12 +57,8 @@ void PrivateFile::fail(const std::string& what) const {
 }
 
 void PrivateFile::write(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(fd_.get(), text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            fail("cannot be written");
-        }
-        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    if (!writeAll(fd_.get(), text)) {
+        fail("cannot be written");
     }
 }
 
