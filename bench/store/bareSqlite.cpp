@@ -33,6 +33,14 @@ void BareSqlite::insert(int userid, std::span<const std::uint8_t> blob) {
     require(sqlite3_reset(insert_.get()) == SQLITE_OK);
 }
 
+void BareSqlite::readLastId() {
+    if (lastId_ == nullptr) {
+        lastId_ = prepare("SELECT seq FROM sqlite_sequence WHERE name = 'userInfo';");
+    }
+    require(stepToRow(lastId_) && sqlite3_column_int64(lastId_.get(), 0) > 0);
+    sqlite3_reset(lastId_.get());
+}
+
 void BareSqlite::rewrite(int id, std::span<const std::uint8_t> templates, int offset) {
     if (select_ == nullptr) {
         select_ = prepare("SELECT vector_data FROM userInfo WHERE id = ?;");

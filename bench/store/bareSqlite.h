@@ -27,6 +27,9 @@ public:
         }
     }
 
+    // The id that the last insertion took, of a table that has had one.
+    void readLastId();
+
     void insert(int userid, std::span<const std::uint8_t> blob);
 
     // Reads the palm's templates, then writes those of them that begin at offset.
@@ -47,6 +50,7 @@ private:
     void require(bool done) const;
 
     std::unique_ptr<sqlite3, Closed> connection_;
+    Statement lastId_;
     Statement insert_;
     Statement select_;
 };

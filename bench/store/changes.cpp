@@ -85,7 +85,10 @@ public:
 
     void makeReady() { id_ = id_ % palms_->palms() + 1; }
 
-    void insert() { sqlite_.insert(id_, row_); }
+    void readAndInsert() {
+        sqlite_.readLastId();
+        sqlite_.insert(id_, row_);
+    }
 
     void rewrite() { sqlite_.rewrite(id_, std::span(row_).first(kTemplateBytes), 0); }
 
@@ -112,7 +115,7 @@ Measurement learningUpdate(const PalmsPointer& palms) {
 
 Measurement bareInsert(const PalmsPointer& palms) {
     const auto changer = std::make_shared<BareChanger>(palms);
-    return {"bare insert", [changer] { changer->insert(); }, "", Clock::cpu,
+    return {"bare read and insert", [changer] { changer->readAndInsert(); }, "", Clock::cpu,
             [changer] { changer->makeReady(); }};
 }
 

@@ -50,7 +50,7 @@ public:
     void addChanges() {
         const PalmsPointer ours = palms("changed by the store", kPalmsToChange, 1);
         const PalmsPointer bare = palms("changed by SQLite", kPalmsToChange, 1);
-        addChange("bare insert: an enrolment", enrolmentCommit(ours), bareInsert(bare));
+        addChange("bare read and insert: an enrolment", enrolmentCommit(ours), bareInsert(bare));
         addChange("bare read and write: a learning update", learningUpdate(ours),
                   bareRewrite(bare));
     }
