@@ -129,7 +129,7 @@ typedef struct PvaAuthResult {
 /* ---- Start and stop ------------------------------------------------------------------------ */
 
 /* Starts the engine with the JSON configuration file at configPath; relative paths in it are taken
- * from the working directory. The first start loads the networks, maps the feature cache and opens
+ * from the working directory of the first start, which may change later. The first start loads the networks, maps the feature cache and opens
  * the template database; later ones read the file again and check the store again. Returns 1. A
  * file that cannot be read or parsed is reported on standard output, and the start goes on with
  * the document of an earlier start, if there is one. Throws: std::logic_error for a null path;
@@ -145,7 +145,8 @@ uint32_t deinit_pva(void);
 /* Each call changes one value of the configuration and rewrites the configuration file at once; a
  * file that cannot be written is no error, the value then lasts until the process exits.
  * Fractions are of the frame's width or height; similarities are cosines. Values are stored as they
- * are, unchecked but for the detection level.
+ * are, unchecked but for the detection level; one that is no number is saved as null, which the
+ * next start refuses.
  * Returns 1; pvaConfigSetDynamicDetectionLevel may return 0. Throws: Config. */
 
 uint32_t pvaConfigSetAuthThreshold(float similarity);
@@ -230,7 +231,10 @@ int pvaGet1to1AuthRes(const uint8_t *probe, const uint8_t *reference, PvaAuthRes
 /* ---- Database ------------------------------------------------------------------------------ */
 
 /* All locked. A row holds as many templates as the configured centre count; "row bytes" is that
- * number times 1546. A null pointer is logged and gives 0. */
+ * number times 1546. A null pointer is logged and gives 0. A change that the database refused may
+ * leave its palm unrecognised until it is repeated or the engine starts again. Palms are searched
+ * up to the 10,000th insertion since the store was made, wiped or compacted; later ones are stored
+ * but not recognised. */
 
 /* Three names of one act: removes every palm. */
 int pvaDataBaseDeleteAllPalm(void);

@@ -10,9 +10,10 @@ namespace {
 
 constexpr int kDefaultDetectionLevel = 3;
 
-// Built on first use and kept until the process exits, whatever is withdrawn in between.
+// Built on first use and kept until the process exits, whatever is withdrawn in between. A fault of
+// the NPU ends the process beside the calls of other threads: what these use is never destroyed.
 ConfigStore& configStore() {
-    static ConfigStore store;
+    static ConfigStore& store = *new ConfigStore;
     return store;
 }
 
@@ -21,9 +22,27 @@ HandPose& handPose(const ConfigDocument& document) {
     return detector;
 }
 
+class LastingStore {
+public:
+    explicit LastingStore(const ConfigDocument& document) : store_(*new TemplateStore(document)) {}
+    // Keeps the lock: nobody shall work on a closed store. Whoever holds it is left to its work.
+    ~LastingStore() BRAIRU_THREAD(no_thread_safety_analysis) {
+        if (apiLock.tryLock()) {
+            store_.endForExit();
+        }
+    }
+    LastingStore(const LastingStore&) = delete;
+    LastingStore& operator=(const LastingStore&) = delete;
+
+    TemplateStore& get() { return store_; }
+
+private:
+    TemplateStore& store_;
+};
+
 TemplateStore& templateStore(const ConfigDocument& document) {
-    static TemplateStore store(document);
-    return store;
+    static LastingStore store(document);
+    return store.get();
 }
 
 int configuredDetectionLevel(ConfigStore& config) {

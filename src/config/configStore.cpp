@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "utils/absolutePath.h"
 #include "utils/convert.h"
 #include "utils/fileReplacement.h"
 
@@ -14,11 +15,17 @@ namespace brairu {
 namespace {
 
 constexpr int kIndent = 4;
+// Far longer than any configuration; a device in its place would be read without end.
+constexpr std::size_t kLongestText = std::size_t{1} << 20;
 
 std::string textOf(std::istream& stream) {
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
+    std::string text(kLongestText + 1, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
+    if (text.size() > kLongestText) {
+        throw std::runtime_error("longer than 1 MiB");
+    }
+    return text;
 }
 
 // Far deeper than any configuration: copying and writing a document takes stack for every level.
@@ -70,7 +77,7 @@ ConfigDocument& member(ConfigDocument& document, std::string_view section, std::
 }  // namespace
 
 bool ConfigStore::load(const std::string& path) {
-    path_ = path;
+    path_ = absolutePath(path);
     std::ifstream file(path);
     if (!file.is_open()) {
         std::printf("Failed to open config file: %s\n", path.c_str());

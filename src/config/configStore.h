@@ -11,8 +11,8 @@ using ConfigDocument = nlohmann::ordered_json;
 
 class ConfigStore {
 public:
-    // Parses the file into the document and makes it the target of save(), even when it fails. A
-    // failure is printed on standard output. After a parse error the document is what the parser
+    // Parses the file into the document and makes it the target of save(), even when it fails and
+    // wherever the working directory leads later. A failure is printed on standard output. After a parse error the document is what the parser
     // left of it.
     bool load(const std::string& path);
 

@@ -8,11 +8,12 @@
 namespace brairu {
 namespace {
 
-// Outlives restarts of the engine.
+// Outlives restarts of the engine. Never destroyed: another thread's fault may end the process
+// beside the calls that use it.
 AuthHistory& authHistory() BRAIRU_THREAD(requires_capability(apiLock));
 
 AuthHistory& authHistory() {
-    static AuthHistory history;
+    static AuthHistory& history = *new AuthHistory;
     return history;
 }
 

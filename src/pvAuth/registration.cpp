@@ -11,9 +11,9 @@ namespace brairu {
 namespace {
 
 // One enrolment at a time, for the whole process. Not guarded: its calls come from one thread at a
-// time.
+// time. Never destroyed: another thread's fault may end the process beside them.
 RegisterBuffer& registerBuffer() {
-    static RegisterBuffer buffer;
+    static RegisterBuffer& buffer = *new RegisterBuffer;
     return buffer;
 }
 

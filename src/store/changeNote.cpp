@@ -16,21 +16,21 @@ constexpr mode_t kFileMode = 0666;
 
 }  // namespace
 
-ChangeNote::ChangeNote(std::string path)
-    : path_(std::move(path)), found_(::access(path_.c_str(), F_OK) == 0 || errno != ENOENT) {}
+ChangeNote::ChangeNote(std::string path) : path_(std::move(path)), found_(isThere()) {}
 
-// A note that was found need not be on the disk yet: its process may have been killed before.
+bool ChangeNote::isThere() const {
+    return ::access(path_.c_str(), F_OK) == 0 || errno != ENOENT;
+}
+
+// A note that was found need not be on the disk yet: its process may have been killed before. One
+// that was left may be gone: another process found the cache to be right.
 void ChangeNote::leave() {
-    if (left_) {
+    if (left_ && isThere()) {
         return;
     }
     const FileDescriptor fd(
         ::open(path_.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, kFileMode));
-    left_ = fd.isOpen();
-    if (left_) {
-        ::fsync(fd.get());
-        syncFolderOf(path_);
-    }
+    left_ = fd.isOpen() && ::fsync(fd.get()) == 0 && syncFolderOf(path_);
 }
 
 void ChangeNote::withdraw() {

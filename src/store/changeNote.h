@@ -14,14 +14,16 @@ public:
     // Whether an earlier process left the note and nobody has withdrawn it.
     bool wasFound() const { return found_; }
 
-    // Before the first change: leaves the note, so that it outlives a power cut from here on. Where
-    // the file cannot be made it is tried again at the next call.
+    // Before a change: leaves the note, so that it outlives a power cut from here on, unless it is
+    // there already. Where that cannot be done it is tried again at the next call.
     void leave();
 
     // Once the cache is known to be right and is on the disk.
     void withdraw();
 
 private:
+    bool isThere() const;
+
     std::string path_;
     bool found_;
     bool left_ = false;

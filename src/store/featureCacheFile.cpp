@@ -23,11 +23,22 @@ constexpr mode_t kFileMode = 0666;
 // file is not read ahead: a typing error must cost neither the disk nor minutes.
 constexpr std::uint64_t kLargestSensibleFile = std::uint64_t{64} << 20;
 
+bool isLackOfSpace(int error) {
+    return error == ENOSPC || error == EDQUOT;
+}
+
 // Takes the disk space of the whole file now: a full disk is met here and not by a write to the
-// mapping, which would end the process. File systems that cannot do this are left as they are.
-bool reserve(int fd, std::uint64_t size) {
-    return size > kLargestSensibleFile || ::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0 ||
-           (errno != ENOSPC && errno != EDQUOT);
+// mapping, which would end the process. Where the file system cannot do this, what the file grew by
+// is written instead.
+bool reserve(int fd, std::uint64_t oldSize, std::uint64_t size) {
+    if (size > kLargestSensibleFile || ::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0) {
+        return true;
+    }
+    if (errno == EOPNOTSUPP && size > oldSize) {
+        return !isLackOfSpace(
+            ::posix_fallocate(fd, static_cast<off_t>(oldSize), static_cast<off_t>(size - oldSize)));
+    }
+    return !isLackOfSpace(errno);
 }
 
 void* mapFile(int fd, std::uint64_t size) {
@@ -48,7 +59,8 @@ FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
       note_(path_ + ".changed"),
       capacity_(capacity),
       recordSize_(recordSize),
-      fileSize_(capacity + std::uint64_t{capacity} * recordSize) {
+      fileSize_(capacity + std::uint64_t{capacity} * recordSize),
+      doubtful_(note_.wasFound()) {
     if (capacity_ == 0 || recordSize_ == 0) {
         return;
     }
@@ -69,9 +81,10 @@ bool FeatureCacheFile::resize() {
     }
     if (openedSize_ > 0 && openedSize_ != fileSize_) {
         note_.leave();
+        doubt();
     }
     if (::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0 ||
-        !reserve(fd_.get(), fileSize_)) {
+        !reserve(fd_.get(), openedSize_, fileSize_)) {
         std::perror("ftruncate");
         fd_.reset();
         return false;
@@ -133,10 +146,18 @@ std::int8_t* FeatureCacheFile::writableRecord(std::size_t slot) {
 }
 
 bool FeatureCacheFile::put(std::int64_t slot, std::span<const std::int8_t> record) {
-    if (!isMapped() || !place(slot, record)) {
+    if (!beginChange() || !place(slot, record)) {
         return false;
     }
     flushLater();
+    return true;
+}
+
+bool FeatureCacheFile::beginChange() {
+    if (!isMapped()) {
+        return false;
+    }
+    note_.leave();
     return true;
 }
 
@@ -144,7 +165,6 @@ bool FeatureCacheFile::place(std::int64_t slot, std::span<const std::int8_t> rec
     if (mapping_ == nullptr || lost_ || !isInside(slot) || record.size() != recordSize_) {
         return false;
     }
-    note_.leave();
     const auto index = static_cast<std::size_t>(slot);
     std::copy(record.begin(), record.end(), writableRecord(index));
     mapping_[index] = kOccupied;
@@ -171,10 +191,9 @@ bool FeatureCacheFile::holds(std::int64_t slot, std::span<const std::int8_t> rec
 }
 
 bool FeatureCacheFile::remove(std::int64_t slot) {
-    if (!hasSlot(slot)) {
+    if (!isInside(slot) || !beginChange()) {
         return false;
     }
-    note_.leave();
     mapping_[slot] = 0;
     flushLater();
     return true;
@@ -195,10 +214,9 @@ int FeatureCacheFile::count() const {
 }
 
 bool FeatureCacheFile::clear() {
-    if (!isMapped()) {
+    if (!beginChange()) {
         return false;
     }
-    note_.leave();
     std::fill_n(mapping_, capacity_, std::uint8_t{0});
     ::msync(mapping_, capacity_, MS_SYNC);
     return true;
@@ -207,6 +225,7 @@ bool FeatureCacheFile::clear() {
 void FeatureCacheFile::settle() {
     if (isMapped() && ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0) {
         note_.withdraw();
+        doubtful_ = false;
     }
 }
 

@@ -32,9 +32,12 @@ public:
     // file or a record that is not of recordSize() bytes.
     bool put(std::int64_t slot, std::span<const std::int8_t> record);
 
-    // The same for many slots in a row: the caller asks isMapped() once before, and calls
-    // flushLater() after them.
+    // The same for many slots in a row: the caller begins a change before, and calls flushLater()
+    // after them.
     bool place(std::int64_t slot, std::span<const std::int8_t> record);
+
+    // Leaves the change note. Whether the file can be changed.
+    bool beginChange();
 
     // Has the system write what was changed, and does not wait for it.
     void flushLater();
@@ -60,8 +63,11 @@ public:
     int close();
 
     // Whether the file may disagree with the table though the numbers agree: an earlier process
-    // changed it and may have ended in between.
-    bool isDoubtful() const { return note_.wasFound(); }
+    // changed it and may have ended in between, it had another size, or doubt() was called.
+    bool isDoubtful() const { return doubtful_; }
+
+    // For a change that the table did not follow.
+    void doubt() { doubtful_ = true; }
 
     // Ends the doubt, once the content is known to be right: waits until all of it is on the disk.
     void settle();
@@ -111,6 +117,7 @@ private:
     std::uint8_t* mapping_ = nullptr;
     mutable bool lost_ = false;  // was found cut
     std::uint64_t openedSize_ = 0;
+    bool doubtful_ = false;
 };
 
 }  // namespace brairu

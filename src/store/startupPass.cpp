@@ -10,11 +10,11 @@ namespace brairu {
 
 void TemplateStore::runStartupPass() {
     // A failed open shows in the statements that follow.
-    connection_.open(readText(config_, "database", "database_path"));
+    openDatabase();
     createTable();
     const int rows = reportRowCount();
     bool mirrored = false;
-    const MigrationOutcome migration = migrateRows(mirrored);
+    const MigrationOutcome migration = migrateRows(rows, mirrored);
     if (migration == MigrationOutcome::unreadable) {
         return;
     }
@@ -31,10 +31,10 @@ void TemplateStore::runStartupPass() {
     }
 }
 
-// Only what an earlier process may have left half done is worth the comparison.
-MigrationOutcome TemplateStore::migrateRows(bool& mirrored) {
+// Only what may have been left half done is worth the comparison.
+MigrationOutcome TemplateStore::migrateRows(int rows, bool& mirrored) {
     const bool doubtful = cache_.isDoubtful() && cache_.isMapped();
-    mirrored = true;
+    mirrored = !doubtful || cache_.count() == slotsOf(rows);
     const auto compare = [&](std::int64_t id, std::span<const std::uint8_t> blob) {
         mirrored = mirrored && (!doubtful || isMirrored(id - 1, blob));
     };

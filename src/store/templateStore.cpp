@@ -1,14 +1,17 @@
 #include "store/templateStore.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <limits>
 #include <string_view>
+#include <system_error>
 
 #include "store/shellQuoting.h"
 #include "store/storeLog.h"
 #include "store/templateBlob.h"
+#include "utils/absolutePath.h"
 #include "utils/pipe.h"
 
 namespace brairu {
@@ -31,6 +34,52 @@ bool hasOtherLayout(const FeatureCacheFile& cache) {
 
 std::uint32_t cacheRecordSize(int featureLength) {
     return featureLength > 0 ? static_cast<std::uint32_t>(featureLength) : 0;
+}
+
+// The cache is changed before the table. A start compares the two if the table did not follow, for
+// whatever reason.
+class CacheAhead {
+public:
+    explicit CacheAhead(FeatureCacheFile& cache) : cache_(cache) {}
+    ~CacheAhead() {
+        if (!followed_) {
+            cache_.doubt();
+        }
+    }
+    CacheAhead(const CacheAhead&) = delete;
+    CacheAhead& operator=(const CacheAhead&) = delete;
+
+    // Tells whether the table did. Returns done.
+    bool isFollowed(bool done) {
+        followed_ = done;
+        return done;
+    }
+
+private:
+    FeatureCacheFile& cache_;
+    bool followed_ = false;
+};
+
+// The text of a setting, or nothing where there is none: a fault is raised by who needs the value.
+std::string textOrNothing(const ConfigDocument& document, const char* section, const char* key) {
+    const auto& found = document.find(section);
+    if (found == document.end() || !found->is_object()) {
+        return {};
+    }
+    const auto& value = found->find(key);
+    return value != found->end() && value->is_string() ? value->get<std::string>() : "";
+}
+
+// What SQLite makes something else of than a file of that name is not made absolute.
+bool isFileName(const std::string& databasePath) {
+    return databasePath != ":memory:" && !databasePath.starts_with("file:");
+}
+
+bool nameOneFile(const std::string& one, const std::string& other) {
+    std::error_code missing;
+    return std::filesystem::path(one).lexically_normal() ==
+               std::filesystem::path(other).lexically_normal() ||
+           std::filesystem::equivalent(one, other, missing);
 }
 
 bool reportBindFault(const char* name, const SqliteConnection& connection) {
@@ -58,9 +107,10 @@ std::string cacheFileName(std::string searchIndexPath) {
 
 TemplateStore::TemplateStore(const ConfigDocument& document)
     : config_(document),
+      folder_(workingFolder()),
       centreCount_(readInt(config_, "database", "regis_center_count")),
-      cache_{cacheFileName(readText(config_, "database", "search_index_path")),
-             cacheCapacity(centreCount_),
+      cache_{fromStart(cacheFileName(readText(config_, "database", "search_index_path"))),
+             cacheCapacity(namesDatabaseAsCache() ? 0 : centreCount_),
              cacheRecordSize(readInt(config_, "feature", "feature_len"))},
       featureCount_(0) {
     // At once: once the file has its new size, no later start could tell.
@@ -70,11 +120,37 @@ TemplateStore::TemplateStore(const ConfigDocument& document)
     featureCount_ = cache_.count();
 }
 
-// The process is about to exit and does not wait for the cache to reach the disk.
 TemplateStore::~TemplateStore() {
+    endForExit();
+}
+
+// The process is about to exit and does not wait for the cache to reach the disk.
+void TemplateStore::endForExit() {
     connection_.close();
     logStore("关闭数据库连接\r\n");
     cache_.leaveMapped();
+}
+
+// The cache file is sized and cleared: in its place a database would be lost.
+bool TemplateStore::namesDatabaseAsCache() const {
+    const std::string database = textOrNothing(config_, "database", "database_path");
+    const std::string cache =
+        cacheFileName(textOrNothing(config_, "database", "search_index_path"));
+    const bool same = isFileName(database) && nameOneFile(fromStart(database), fromStart(cache));
+    if (same) {
+        logStore("search_index_path names the database: there is no search\r\n");
+    }
+    return same;
+}
+
+// The path as it led when the store was made.
+std::string TemplateStore::fromStart(const std::string& path) const {
+    return pathFrom(folder_, path);
+}
+
+int TemplateStore::openDatabase() {
+    const std::string path = readText(config_, "database", "database_path");
+    return connection_.open(isFileName(path) ? fromStart(path) : path);
 }
 
 std::size_t TemplateStore::featureLength() {
@@ -85,7 +161,7 @@ std::size_t TemplateStore::featureLength() {
 // others.
 void TemplateStore::mirror(std::int64_t rowsBefore, std::span<const std::uint8_t> blob,
                            std::size_t length) {
-    if (cache_.isMapped()) {
+    if (cache_.beginChange()) {
         place(rowsBefore, blob, length);
         cache_.flushLater();
     }
@@ -136,11 +212,12 @@ bool TemplateStore::insertPalm(const PvaUserKey& key, std::span<const std::uint8
     if (centreCount_ < 1 || !lastId) {
         return false;
     }
+    CacheAhead ahead(cache_);
     mirror(*lastId, blob, featureLength());
     SqliteStatement insert(connection_,
                            "INSERT INTO userInfo (userid, palmindex,vector_data,"
                            "learn_count) VALUES (?, ?, ?, ?);");
-    if (!insert.isPrepared() || !stepInsert(insert, key, blob)) {
+    if (!ahead.isFollowed(insert.isPrepared() && stepInsert(insert, key, blob))) {
         return false;
     }
     reportRowCount();
@@ -168,6 +245,7 @@ TemplateStore::EnrolOutcome TemplateStore::enrolPalm(const PvaUserKey& key,
     if (centreCount_ < 1 || !lastId) {
         return EnrolOutcome::failed;
     }
+    CacheAhead ahead(cache_);
     mirror(*lastId, blob, featureLength());
     SqliteStatement insert(connection_,
                            "INSERT INTO userInfo (userid, palmindex, vector_data, "
@@ -180,7 +258,7 @@ TemplateStore::EnrolOutcome TemplateStore::enrolPalm(const PvaUserKey& key,
         return EnrolOutcome::bindingBlobFailed;
     }
     insert.bind(4, kInitialLearnCount);
-    if (!runChange(insert)) {
+    if (!ahead.isFollowed(runChange(insert))) {
         return EnrolOutcome::failed;
     }
     featureCount_ += centreCount_;
@@ -192,15 +270,17 @@ bool TemplateStore::replaceByKey(const PvaUserKey& key, std::span<const std::uin
     if (centreCount_ < 1 || !id) {
         return false;
     }
+    CacheAhead ahead(cache_);
     mirror(std::int64_t{*id} - 1, blob, featureLength());
     SqliteStatement update(
         connection_, "UPDATE userInfo SET vector_data = ? WHERE userid = ? AND palmindex = ?;");
-    return update.bindAll(blob, key.userid, key.palmindex) && runChange(update);
+    return ahead.isFollowed(update.bindAll(blob, key.userid, key.palmindex) && runChange(update));
 }
 
 bool TemplateStore::replaceById(int id, std::span<const std::uint8_t> blob) {
+    CacheAhead ahead(cache_);
     mirror(std::int64_t{id} - 1, blob, featureLength());
-    return replaceRowOnly(id, blob);
+    return ahead.isFollowed(replaceRowOnly(id, blob));
 }
 
 bool TemplateStore::replaceRowOnly(int id, std::span<const std::uint8_t> blob) {
@@ -214,13 +294,14 @@ bool TemplateStore::writeTemplate(int id, int index,
     if (index < 0 || index >= centreCount_) {
         return false;
     }
+    CacheAhead ahead(cache_);
     cache_.put(slotsOf(std::int64_t{id} - 1) + index, signedBytesAt(data, 0, featureLength()));
     SqliteBlob blob(connection_, "userInfo", "vector_data", id);
     if (!blob.isOpen()) {
         logStore("打开数据库更新失败\r\n");
         return false;
     }
-    if (blob.write(data, std::int64_t{kTemplateBytes} * index) && blob.close()) {
+    if (ahead.isFollowed(blob.write(data, std::int64_t{kTemplateBytes} * index) && blob.close())) {
         connection_.settle();
         return true;
     }
@@ -237,10 +318,12 @@ bool TemplateStore::removePalm(std::int64_t userid, std::int32_t palmindex) {
     if (!id) {
         return false;
     }
+    CacheAhead ahead(cache_);
     freeSlots(*id);
     SqliteStatement removal(connection_,
                             "DELETE FROM userInfo WHERE userid = ? AND palmindex = ?;");
-    return removal.bindAll(userid, palmindex) && runChange(removal) && subtractPalm();
+    return ahead.isFollowed(removal.bindAll(userid, palmindex) && runChange(removal)) &&
+           subtractPalm();
 }
 
 // The count stays as subtracted even if the cache disagrees: the next start tells.
@@ -276,7 +359,7 @@ bool TemplateStore::wipeAll() {
 
 bool TemplateStore::reopenDatabase() {
     connection_.close();
-    if (connection_.open(readText(config_, "database", "database_path")) == SQLITE_OK) {
+    if (openDatabase() == SQLITE_OK) {
         return true;
     }
     connection_.close();
@@ -287,7 +370,7 @@ bool TemplateStore::reopenDatabase() {
 // The name as configured: a file of the older format goes, while a cache file of another name stays
 // in use.
 void TemplateStore::removeConfiguredIndexFile() {
-    const std::string path = readText(config_, "database", "search_index_path");
+    const std::string path = fromStart(readText(config_, "database", "search_index_path"));
     if (!isPipe(path) && std::ifstream(path).is_open()) {
         // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): quoted; hosts rely on the command
         [[maybe_unused]] const int status = std::system(("rm -f " + quotedForShell(path)).c_str());

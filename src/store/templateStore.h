@@ -32,13 +32,16 @@ public:
     TemplateStore(const TemplateStore&) = delete;
     TemplateStore& operator=(const TemplateStore&) = delete;
 
+    // What the destructor does, for a store that is never destroyed.
+    void endForExit();
+
     // The store's own copy of the configuration; the setters refresh it.
     ConfigDocument& config() { return config_; }
 
     // Opens the database, brings every blob to the configured template count, and rebuilds the
-    // cache if it disagrees with the table: in number or, if an earlier process changed it, in any
-    // slot. Reports faults as text only; a database path that is no text raises type_error and
-    // leaves everything as it was.
+    // cache if it disagrees with the table: in number or, if it is in doubt, in any slot. Relative
+    // paths are taken from the working directory of the construction. Reports faults as text only;
+    // a database path that is no text raises type_error and leaves everything as it was.
     void runStartupPass();
 
     // -1 without such a row.
@@ -96,8 +99,8 @@ private:
     bool createTable();
     int reportRowCount();
     std::size_t migratedSize() const;
-    // mirrored: the cache is not in doubt, or differs from no row.
-    MigrationOutcome migrateRows(bool& mirrored);
+    // mirrored: the cache is not in doubt, or mirrors the rows and nothing else.
+    MigrationOutcome migrateRows(int rows, bool& mirrored);
     bool isMirrored(std::int64_t rowsBefore, std::span<const std::uint8_t> blob) const;
     bool agreesWith(int rows) const;
     bool rebuildCache();
@@ -109,10 +112,14 @@ private:
     bool stepInsert(SqliteStatement& insert, const PvaUserKey& key,
                     std::span<const std::uint8_t> blob);
     bool subtractPalm();
+    bool namesDatabaseAsCache() const;
+    std::string fromStart(const std::string& path) const;
+    int openDatabase();
     bool reopenDatabase();
     void removeConfiguredIndexFile();
 
     ConfigDocument config_;
+    std::string folder_;  // the working directory at the construction
     int centreCount_;
     FeatureCacheFile cache_;
     int featureCount_;

@@ -14,6 +14,7 @@ namespace brairu {
 class BRAIRU_THREAD(capability("mutex")) Mutex {
 public:
     void lock() BRAIRU_THREAD(acquire_capability()) { mutex_.lock(); }
+    bool tryLock() BRAIRU_THREAD(try_acquire_capability(true)) { return mutex_.try_lock(); }
     void unlock() BRAIRU_THREAD(release_capability()) { mutex_.unlock(); }
 
 private:

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <functional>
 #include <limits>
 
@@ -163,6 +164,25 @@ TEST_F(ConfigStoreTest, RefusesNestingThatNoStackCouldCopyAndKeepsTheDocument) {
     EXPECT_EQ(loadBroken(std::string(100000, '[')),
               "Error parsing config file: nested too deeply\n");
     EXPECT_EQ(store_.document()["debug"], true);
+}
+
+TEST_F(ConfigStoreTest, RefusesWhatIsFarLongerThanAConfiguration) {
+    constexpr const char* kRefusal = "Error parsing config file: longer than 1 MiB\n";
+    const std::string longest = "{\"debug\": true" + std::string((1 << 20) - 15, ' ') + "}";
+    loadText(longest);
+    EXPECT_EQ(loadBroken(longest + " "), kRefusal);
+    EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(store_.load("/dev/zero")); }), kRefusal);
+    EXPECT_EQ(store_.document()["debug"], true);
+}
+
+TEST_F(ConfigStoreTest, SavesWhereTheFileWasWhereverTheProcessGoes) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder_.path());
+    folder_.write("config", "{}");
+    EXPECT_TRUE(store_.load("config"));
+    std::filesystem::current_path(before);
+    store_.set("debug", "", true);
+    EXPECT_EQ(saved(), "{\n    \"debug\": true\n}");
 }
 
 TEST_F(ConfigStoreTest, CountsNoBracketsInsideOfStrings) {

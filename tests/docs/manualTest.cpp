@@ -52,15 +52,13 @@ TEST_F(Manual, HasAPageForEachExportedCall) {
 }
 
 TEST_F(Manual, TellsWhatACallDoesAndWhatHoldsForAllOfItsKind) {
-    EXPECT_EQ(page("pvaDataBaseDeleteUser"),
-              ".TH pvaDataBaseDeleteUser 3 \"\" \"brairu 1.2.3\" \"Library calls\"\n"
-              ".SH NAME\npvaDataBaseDeleteUser \\- Removes a palm\n"
+    EXPECT_EQ(page("pvaGetRegisterBufferCapacity"),
+              ".TH pvaGetRegisterBufferCapacity 3 \"\" \"brairu 1.2.3\" \"Library calls\"\n"
+              ".SH NAME\npvaGetRegisterBufferCapacity \\- Captures that an enrolment takes\n"
               ".SH SYNOPSIS\n.nf\n#include <brairu.h>\n\n"
-              "int pvaDataBaseDeleteUser(const PvaUserKey *key);\n.fi\n"
-              ".SH DESCRIPTION\nRemoves a palm. 0 if it is not enrolled.\n"
-              ".SH ALL OF ITS KIND\nAll locked. A row holds as many templates as the configured "
-              "centre count; \"row bytes\" is that number times 1546. A null pointer is logged and "
-              "gives 0.\n"
+              "int pvaGetRegisterBufferCapacity(void);\n.fi\n"
+              ".SH DESCRIPTION\nCaptures that an enrolment takes. Throws: Config.\n"
+              ".SH ALL OF ITS KIND\nA null pointer is logged and gives 0.\n"
               ".SH SEE ALSO\nbrairu(3)\n");
 }
 

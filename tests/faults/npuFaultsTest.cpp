@@ -3,12 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "brairu.h"
 #include "support/childProcess.h"
@@ -104,6 +106,7 @@ protected:
     // The whole life of an engine; afterwards a line for what the stack counted.
     void live() const;
     ChildResult lifeWith(const Call& failing) const;
+    void endBesideOtherCalls() const;
     std::vector<Call> healthyCalls() const;
 
     EngineFolder folder_;
@@ -253,6 +256,39 @@ void expectHandles(const ChildResult& life, Effect effect) {
     }
     if (effect == Effect::fault || effect == Effect::laterFault) {
         EXPECT_EQ(life.exitStatus, 1);
+    }
+}
+
+// The fault ends the process while calls of other threads are under way, as the header allows.
+void NpuFaults::endBesideOtherCalls() const {
+    EXPECT_EQ(init_pva(folder_.configPath().c_str()), 1u);
+    const PvaUserKey key{1, 1, {}};
+    const std::vector<std::uint8_t> row(PVA_TEMPLATE_BYTES, 3);
+    EXPECT_EQ(pvaDataBaseAddUser(&key, row.data()), 1);
+    std::thread([&] {
+        for (PvaAuthResult result{};;) {
+            pvaGet1to1AuthRes(row.data(), row.data(), &result);
+        }
+    }).detach();
+    std::thread([&] {
+        while (true) {
+            pvaDataBaseUpdateUser(&key, row.data());
+        }
+    }).detach();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    const std::vector<std::uint8_t> frame(kWidth * kHeight, 100);
+    PvaHandPose pose{};
+    pvaGetHandPose(frame.data(), kWidth, kHeight, &pose);
+}
+
+TEST_F(NpuFaults, EndTheProcessWithTheirStatusBesideTheCallsOfOtherThreads) {
+    for (int life = 0; life < 30; ++life) {
+        const ChildResult result = inChild([&] {
+            ScriptedNpu::get().failCall("vxProcessGraph", 1);
+            endBesideOtherCalls();
+        });
+        ASSERT_EQ(result.exitStatus, 1) << result.out << result.err;
+        ASSERT_EQ(faultLines(result.out), 1u) << result.out;
     }
 }
 

@@ -169,6 +169,35 @@ bool canBeAsked(const FaultedOperation& operation, const Outcome& outcome) {
     return !operation.mayClose || (outcome.result == operation.success && outcome.thrown.empty());
 }
 
+struct FaultCounts {
+    int calls = 0;
+    int tried = 0;
+    int failed = 0;
+    int inJson = 0;  // allocations of the JSON library's destructor, which were left out
+
+    FaultCounts& operator+=(const FaultCounts& other) {
+        calls += other.calls;
+        tried += other.tried;
+        failed += other.failed;
+        inJson += other.inJson;
+        return *this;
+    }
+};
+
+void printColumns(const std::string& operation, const char* kind, const FaultCounts& counts) {
+    std::printf("%-26s %-14s %8d %8d %8d %8d\n", operation.c_str(), kind, counts.calls,
+                counts.tried, counts.failed, counts.inJson);
+}
+
+// The sums over all operations, after the last of them.
+class Totals : public testing::Environment {
+public:
+    void TearDown() override { printColumns("in all", "", counts); }
+
+    FaultCounts counts;
+};
+Totals& totals = *static_cast<Totals*>(testing::AddGlobalTestEnvironment(new Totals));
+
 class NthFailure : public testing::TestWithParam<FaultedOperation> {
 protected:
     NthFailure() {
@@ -336,21 +365,19 @@ void NthFailure::tryKind(FaultKind kind) {
         fail({kind, 0, FaultSpan::once}, "no call of this kind was seen");
     }
     const std::size_t mannersEach = triesAll() && calls <= kManyCalls ? kManners.size() : 1;
-    int tried = 0;
-    int failed = 0;
-    int jsonDestructorHits = 0;
+    FaultCounts counts{.calls = calls};
     std::size_t turn = 0;
     for (Fault fault : chooseFaults(kind, calls)) {
-        for (std::size_t i = 0; i < mannersEach && failed < kReportedFailures; ++i) {
+        for (std::size_t i = 0; i < mannersEach && counts.failed < kReportedFailures; ++i) {
             const Manner manner = kManners[turn++ % kManners.size()];
             fault.span = manner.span;
-            failed += !attempt(fault, manner.aftermath);
-            ++tried;
-            jsonDestructorHits += report().jsonDestructorHits > 0;
+            counts.failed += !attempt(fault, manner.aftermath);
+            ++counts.tried;
+            counts.inJson += report().jsonDestructorHits > 0;
         }
     }
-    std::printf("%-26s %-14s %8d %8d %8d %8d\n", GetParam().name.c_str(), nameOf(kind), calls,
-                tried, failed, jsonDestructorHits);
+    printColumns(GetParam().name, nameOf(kind), counts);
+    totals.counts += counts;
 }
 
 TEST_P(NthFailure, IsSurvived) {

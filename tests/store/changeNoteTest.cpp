@@ -50,6 +50,15 @@ TEST(ChangeNoteTest, IsTriedAgainWhereItCouldNotBeLeft) {
     EXPECT_TRUE(std::filesystem::exists(folder.file("later/note")));
 }
 
+TEST(ChangeNoteTest, IsLeftAgainWhereAnotherProcessTookItAway) {
+    const TemporaryFolder folder;
+    ChangeNote note(folder.file("note"));
+    note.leave();
+    std::filesystem::remove(folder.file("note"));
+    note.leave();
+    EXPECT_TRUE(std::filesystem::exists(folder.file("note")));
+}
+
 TEST(ChangeNoteTest, StaysFoundWhereItCannotBeTakenAway) {
     const TemporaryFolder folder;
     std::filesystem::create_directory(folder.file("note"));
@@ -239,6 +248,77 @@ TEST_F(ChangedCacheTest, ANoteThatCannotBeLeftStopsNothing) {
     startWithPalms();
     EXPECT_THAT(occupiedSlots(), ElementsAre(0, 1));
     EXPECT_EQ(database().blob(2), templateOf(20));
+}
+
+// Cut where the flags end: the number of palms is right, and every record is zeros.
+TEST_F(ChangedCacheTest, ACacheThatWasCutIsComparedWithoutANote) {
+    startWithPalms();
+    store_.reset();
+    removeNote();
+    std::filesystem::resize_file(cachePath(), 10000);
+    start();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+    EXPECT_EQ(recordOf(0), searchBlockOf(templateOf(10)));
+    EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(20)));
+    EXPECT_FALSE(hasNote());
+}
+
+// While another process reads, as a backup does, the table cannot be changed.
+class RefusedChangeTest : public ChangedCacheTest {
+protected:
+    RefusedChangeTest() { startWithPalms(); }
+
+    void expectRefused(const std::function<bool()>& change) {
+        {
+            auto other = database();
+            other.run("BEGIN; SELECT id FROM userInfo;");
+            EXPECT_FALSE(change());
+        }
+        takeLog();
+    }
+    // What a deinit_pva and an init_pva do.
+    void expectMendedByTheNextPass() {
+        store().runStartupPass();
+        EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+        EXPECT_THAT(occupiedSlots(), ElementsAre(0, 1));
+        EXPECT_EQ(recordOf(0), searchBlockOf(templateOf(10)));
+        EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(20)));
+        EXPECT_EQ(store().featureCount(), 2);
+        store().runStartupPass();
+        EXPECT_THAT(takeLog(), ElementsAre(kReady));
+    }
+};
+
+TEST_F(RefusedChangeTest, ADeletionIsUndoneInTheCacheByTheNextPass) {
+    expectRefused([&] { return store().removePalm(1, 1); });
+    EXPECT_THAT(occupiedSlots(), ElementsAre(1));
+    expectMendedByTheNextPass();
+}
+
+TEST_F(RefusedChangeTest, AnUpdateIsUndoneInTheCacheByTheNextPass) {
+    expectRefused([&] { return store().replaceByKey(keyOf(1, 2), templateOf(9)); });
+    EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(9)));
+    expectMendedByTheNextPass();
+}
+
+TEST_F(RefusedChangeTest, AnEnrolmentLeavesNoGhostAfterTheNextPass) {
+    expectRefused([&] {
+        return store().enrolPalm(keyOf(2, 1), templateOf(9)) ==
+               TemplateStore::EnrolOutcome::committed;
+    });
+    EXPECT_THAT(occupiedSlots(), ElementsAre(0, 1, 2));
+    expectMendedByTheNextPass();
+}
+
+TEST_F(RefusedChangeTest, AnAdditionLeavesNoGhostAfterTheNextPass) {
+    expectRefused([&] { return store().insertPalm(keyOf(2, 1), templateOf(9)); });
+    expectMendedByTheNextPass();
+}
+
+TEST_F(RefusedChangeTest, LearningIsUndoneInTheCacheByTheNextPass) {
+    const std::array<std::uint8_t, kTemplateBytes> learned{};
+    expectRefused([&] { return store().writeTemplate(1, 0, learned); });
+    expectMendedByTheNextPass();
 }
 
 TEST_F(ChangedCacheTest, TheNoteLiesBesideTheFileOfTheRewrittenName) {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -263,10 +264,45 @@ TEST_F(FeatureCacheFileTest, PlacingRefusesWhatPuttingRefuses) {
     EXPECT_THAT(readFile(path()), Each('\0'));
 }
 
-TEST_F(FeatureCacheFileTest, PlacingLeavesTheNoteFirst) {
+TEST_F(FeatureCacheFileTest, BeginningAChangeLeavesTheNoteAndChangesNothing) {
     FeatureCacheFile cache = open();
-    cache.place(0, record_);
+    EXPECT_TRUE(cache.beginChange());
     EXPECT_TRUE(std::filesystem::exists(path() + ".changed"));
+    EXPECT_EQ(cache.count(), 0);
+}
+
+TEST_F(FeatureCacheFileTest, AnUnmappedFileCannotBeChangedAndGetsNoNote) {
+    FeatureCacheFile cache = open();
+    cache.close();
+    EXPECT_FALSE(cache.beginChange());
+    EXPECT_FALSE(std::filesystem::exists(path() + ".changed"));
+}
+
+TEST_F(FeatureCacheFileTest, IsInDoubtWhereItHadAnotherSizeAndNoLongerOnceSettled) {
+    EXPECT_FALSE(open().isDoubtful());
+    EXPECT_FALSE(open().isDoubtful());
+    std::filesystem::resize_file(path(), kFileBytes - 1);
+    FeatureCacheFile cache = open();
+    EXPECT_TRUE(cache.isDoubtful());
+    cache.settle();
+    EXPECT_FALSE(cache.isDoubtful());
+    EXPECT_FALSE(open().isDoubtful());
+}
+
+TEST_F(FeatureCacheFileTest, CanBePutInDoubt) {
+    FeatureCacheFile cache = open();
+    cache.doubt();
+    EXPECT_TRUE(cache.isDoubtful());
+}
+
+// As on file systems that cannot reserve: a hole would be filled by a write to the mapping.
+TEST_F(FeatureCacheFileTest, TakesTheSpaceOfANewFileWhereItCannotBeReserved) {
+    InterposedCalls::get().allocationFault = EOPNOTSUPP;
+    const FeatureCacheFile cache(path(), 10000, 512);
+    EXPECT_TRUE(cache.isMapped());
+    struct stat status {};
+    ASSERT_EQ(::stat(path().c_str(), &status), 0);
+    EXPECT_GE(status.st_blocks * 512, status.st_size);
 }
 
 TEST_F(FeatureCacheFileTest, AnUnmappedFileIsNotFlushed) {

@@ -1,5 +1,8 @@
 #include "interposedCalls.h"
 
+#include <fcntl.h>
+
+#include <cerrno>
 #include <map>
 #include <utility>
 
@@ -149,6 +152,15 @@ BRAIRU_INTERPOSED int msync(void* address, std::size_t length, int flags) {
     InterposedCalls::get().flushes.push_back({length, flags});
     using Function = int(void*, std::size_t, int);
     return next<Function>("msync")(address, length, flags);
+}
+
+BRAIRU_INTERPOSED int fallocate64(int fd, int mode, off64_t offset, off64_t size) {
+    using Function = int(int, int, off64_t, off64_t);
+    if (InterposedCalls::get().allocationFault != 0) {
+        errno = InterposedCalls::get().allocationFault;
+        return -1;
+    }
+    return next<Function>("fallocate64")(fd, mode, offset, size);
 }
 
 BRAIRU_INTERPOSED int system(const char* command) {

@@ -26,6 +26,7 @@ struct InterposedCalls {
 
     int failingParameter = 0;     // binding this parameter fails with "column index out of range"
     bool failBlobWrites = false;  // "SQL logic error"
+    int allocationFault = 0;      // fallocate fails with this errno
     std::function<void(sqlite3_stmt*)> beforeStep;
     std::function<void(sqlite3*, const std::string& sql)> afterExecute;
     sqlite3* lastOpened = nullptr;
