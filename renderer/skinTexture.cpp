@@ -78,7 +78,7 @@ void drawForks(cv::Mat& layer, const Stroke& crease, Random& random) {
     const int forks = random.below(4);
     for (int k = 0; k < forks; ++k) {
         const auto count = static_cast<int>(crease.path.size());
-        const auto at = static_cast<std::size_t>(1 + random.below(count - 2));
+        const auto at = 1 + static_cast<std::size_t>(random.below(count - 2));
         const cv::Point2f start = crease.path[at];
         const cv::Point2f along = crease.path[at] - crease.path[at - 1];
         const float heading = std::atan2(along.y, along.x) + random.normal(0.5f);
@@ -371,6 +371,7 @@ cv::Mat drawVeins(Random& random) {
     cv::Mat shallow = deep.clone();
     std::vector<VeinTip> tips;
     const int roots = 4 + random.below(4);
+    tips.reserve(static_cast<std::size_t>(roots));
     for (int i = 0; i < roots; ++i) {
         tips.push_back(rootOf(random));
     }

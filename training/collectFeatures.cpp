@@ -155,14 +155,14 @@ void run(char** arguments) {
 
 int main(int argc, char** argv) {
     if (argc != 7) {
-        std::fputs(kUsage, stderr);
+        (void)std::fputs(kUsage, stderr);
         return EXIT_FAILURE;
     }
     try {
         run(argv);
         return EXIT_SUCCESS;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "brairu-collect-features: %s\n", error.what());
+        (void)std::fprintf(stderr, "brairu-collect-features: %s\n", error.what());
         return EXIT_FAILURE;
     }
 }

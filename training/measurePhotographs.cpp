@@ -101,7 +101,7 @@ void measure(const fs::path& photographs, const fs::path& folder) {
 
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fputs(kUsage, stderr);
+        (void)std::fputs(kUsage, stderr);
         return EXIT_FAILURE;
     }
     try {
@@ -112,7 +112,7 @@ int main(int argc, char** argv) {
         deinit_pva();
         return EXIT_SUCCESS;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "brairu-measure-photographs: %s\n", error.what());
+        (void)std::fprintf(stderr, "brairu-measure-photographs: %s\n", error.what());
         return EXIT_FAILURE;
     }
 }

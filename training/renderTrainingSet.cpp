@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -38,12 +39,8 @@ constexpr int kMostTries = 400;
 bool allInside(const std::array<cv::Point2f, 7>& points, cv::Size size) {
     const cv::Rect2f frame(0.0f, 0.0f, static_cast<float>(size.width - 1),
                            static_cast<float>(size.height - 1));
-    for (const cv::Point2f& point : points) {
-        if (!frame.contains(point)) {
-            return false;
-        }
-    }
-    return true;
+    return std::ranges::all_of(points,
+                               [&](const cv::Point2f& point) { return frame.contains(point); });
 }
 
 class PoseSet {
@@ -110,7 +107,7 @@ private:
     void reportProgress(int done) const {
         if ((done + 1) % 2000 == 0) {
             std::printf("%d of %d frames\n", done + 1, count_);
-            std::fflush(stdout);
+            (void)std::fflush(stdout);
         }
     }
 
@@ -141,7 +138,7 @@ public:
             addPalm(palmOf(person, Hand::right), look);
             if ((person + 1) % 100 == 0) {
                 std::printf("%d of %d people\n", person + 1, people_);
-                std::fflush(stdout);
+                (void)std::fflush(stdout);
             }
         }
         images_.close();
@@ -220,7 +217,7 @@ int main(int argc, char** argv) {
         run(argc, argv);
         return EXIT_SUCCESS;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "brairu-training-set: %s\n%s", error.what(), kUsage);
+        (void)std::fprintf(stderr, "brairu-training-set: %s\n%s", error.what(), kUsage);
         return EXIT_FAILURE;
     }
 }
