@@ -36,6 +36,7 @@ TEST_F(Identify, TurnsAStrangerAway) {
 }
 
 TEST_F(Identify, ShowsTheThreeScoresBesideTheirThresholds) {
+    place.config["feature"]["auth_threshold"] = 0.5;
     place.config["feature"]["filter_threshold"] = 0.4;
     const Json result =
         place.run({"identify", "--json", "--scores", place.frames(2, 5, 1)[0]}).json();
@@ -81,7 +82,8 @@ TEST(IdentifyNobody, WorksOnTheStoreItselfWhenItMayLearn) {
 }
 
 TEST(Verify, TellsTheSamePalmFromAnother) {
-    const ToolPlace place;
+    ToolPlace place;
+    place.config["feature"]["auth_threshold"] = 0.5;
     const std::vector<std::string> own = place.frames(1, 0, 2);
     const ToolRun same = place.run({"verify", own[0], own[1], "--scores"});
     EXPECT_EQ(same.exitStatus, 0);
