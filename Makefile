@@ -2,8 +2,8 @@
 
 RELEASE = build/release
 
-.PHONY: build demo test models bench board arm threads sanitize powercuts faults fuzz soak tidy \
-	coverage configured packages clean
+.PHONY: build demo test models eval bench board arm package package-test threads sanitize powercuts \
+	faults fuzz soak tidy coverage configured packages clean
 
 build: packages
 	cmake --preset release -DBRAIRU_TESTS=OFF
@@ -20,6 +20,17 @@ test: configured
 models: build
 	training/make-models.sh
 
+# Measures the shipped networks against their goals, on rendered people whom no training saw; tables
+# and pictures go to build/eval. PEOPLE search a gallery of both palms of these and of BYSTANDERS.
+EVALUATE = $(RELEASE)/brairu eval --seed $(or $(SEED),900001)
+
+eval: build
+	$(EVALUATE) --scenario enrolment --rendered $(or $(PEOPLE),200) --handless 600 \
+		--report build/eval/enrolment
+	$(EVALUATE) --scenario hard --rendered $(or $(PEOPLE),1000) \
+		--bystanders $(or $(BYSTANDERS),4000) --handless $(or $(HANDLESS),3000) \
+		--report build/eval/hard
+
 # The library against its peers, in one table of ratios and one picture.
 bench: packages
 	bench/runBench.sh
@@ -31,6 +42,15 @@ board: packages
 # Everything for 32-bit and 64-bit ARM, tested under an emulator.
 arm:
 	cmake/arm/test.sh
+
+# Debian packages, in build/package; ARCH=armhf or ARCH=arm64 makes those of boards.
+package: packages
+	cmake/packaging/makePackages.sh $(ARCH)
+
+# Installs the packages in a clean Debian, and does there what they are for. As root. With ARCH, the
+# packages of boards under an emulator.
+package-test: package
+	cmake/packaging/tryPackages.sh $(ARCH)
 
 # The library under clang's thread-safety analysis, and the proof that it misses no lock.
 threads: packages

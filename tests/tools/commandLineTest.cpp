@@ -18,7 +18,8 @@ TEST(CommandLine, HelpListsEveryCommandAndTheExitStatuses) {
     const ToolPlace place;
     const ToolRun run = place.runAsItIs({"--help"});
     EXPECT_EQ(run.exitStatus, 0);
-    for (const char* command : {"doctor", "detect", "enrol", "identify", "verify", "watch"}) {
+    for (const char* command : {"doctor", "detect", "enrol", "identify", "verify", "watch", "eval",
+                                "models", "palms", "bench"}) {
         EXPECT_THAT(run.out, HasSubstr(command));
     }
     EXPECT_THAT(run.out, HasSubstr("Exit status: 0 done"));
@@ -26,7 +27,8 @@ TEST(CommandLine, HelpListsEveryCommandAndTheExitStatuses) {
 
 TEST(CommandLine, EveryCommandHasHelpOfItsOwn) {
     const ToolPlace place;
-    for (const char* command : {"doctor", "detect", "enrol", "identify", "verify", "watch"}) {
+    for (const char* command : {"doctor", "detect", "enrol", "identify", "verify", "watch", "eval",
+                                "models", "palms", "bench"}) {
         const ToolRun run = place.runAsItIs({command, "--help"});
         EXPECT_EQ(run.exitStatus, 0);
         EXPECT_THAT(run.out, AllOf(HasSubstr(std::string("brairu ") + command),

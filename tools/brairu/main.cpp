@@ -5,11 +5,15 @@
 #include <array>
 #include <opencv2/core/utils/logger.hpp>
 
+#include "commands/bench.h"
 #include "commands/db.h"
 #include "commands/detect.h"
 #include "commands/doctor.h"
 #include "commands/enrol.h"
+#include "commands/eval.h"
 #include "commands/identify.h"
+#include "commands/models.h"
+#include "commands/palms.h"
 #include "commands/verify.h"
 #include "commands/watch.h"
 #include "report/report.h"
@@ -19,7 +23,8 @@ namespace {
 using namespace brairu::tool;
 
 constexpr std::array kCommands{
-    addDoctor, addDetect, addEnrol, addIdentify, addVerify, addWatch, addDb,
+    addDoctor, addDetect, addEnrol,  addIdentify, addVerify, addWatch,
+    addDb,     addEval,   addModels, addPalms,    addBench,
 };
 
 constexpr char kEndings[] =
@@ -30,13 +35,14 @@ constexpr char kEndings[] =
 void addSettings(CLI::App& app, Settings& settings) {
     app.add_option("--config", settings.configPath, "The engine's configuration file")
         ->envname("BRAIRU_CONFIG")
-        ->default_val("config/brairu.json")
+        ->default_val(BRAIRU_DEFAULT_CONFIG)
         ->type_name("FILE");
     app.add_flag("--json", settings.json, "Prints results as JSON");
     app.add_flag("--verbose", settings.verbose, "Shows the engine's own lines on standard error");
 }
 
 void addCommands(CLI::App& app, Work& chosen) {
+    app.set_version_flag("--version", "brairu " BRAIRU_VERSION);
     app.require_subcommand(1);
     app.fallthrough();
     for (const auto& add : kCommands) {

@@ -22,9 +22,12 @@ void write(const std::string& path, const ConfigDocument& document) {
 
 }  // namespace
 
-EngineSetup::EngineSetup(const std::string& path, StoreChoice choice)
+void keepSettings(ConfigDocument& /*document*/) {}
+
+EngineSetup::EngineSetup(const std::string& path, StoreChoice choice, const ConfigChange& change)
     : document_(readSoundConfiguration(path)),
       databasePath_(document_["database"]["database_path"].get<std::string>()) {
+    change(document_);
     ConfigDocument copy = document_;
     if (choice != StoreChoice::real) {
         const std::string original = databasePath_;

@@ -3,6 +3,7 @@
 // sets while it runs.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "config/configStore.h"
@@ -16,12 +17,18 @@ enum class StoreChoice {
     real,      // the user's own: it is written to
 };
 
+// Changes nothing.
+void keepSettings(ConfigDocument& document);
+
+using ConfigChange = std::function<void(ConfigDocument&)>;
+
 class EngineSetup {
 public:
-    // Reads and checks the configuration. Throws EngineFault.
-    EngineSetup(const std::string& configPath, StoreChoice choice);
+    // Reads and checks the configuration, and then changes it. Throws EngineFault.
+    EngineSetup(const std::string& configPath, StoreChoice choice,
+                const ConfigChange& change = keepSettings);
 
-    // As the user wrote it.
+    // As the user wrote it, changed.
     const ConfigDocument& document() const { return document_; }
 
     // The database that the engine will work on, and the one that the user's configuration names.

@@ -1,0 +1,25 @@
+// The stand-in with one operation broken, linked in its place with --wrap.
+#pragma once
+
+#include <string>
+
+namespace brairu::test {
+
+enum class Fault {
+    none,
+    refuses,    // fails whatever it is given
+    takesNull,  // succeeds for a handle of null, or for no buffer
+    lies,       // succeeds, and does or tells something else
+    crashes,
+    exits,
+};
+
+struct Breakage {
+    std::string operation;
+    Fault fault = Fault::none;
+};
+
+// In force until the next.
+void breakStack(const Breakage& breakage);
+
+}  // namespace brairu::test

@@ -1,0 +1,142 @@
+// models, palms and bench.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "tools/workplace.h"
+
+namespace brairu::test {
+namespace {
+
+using testing::AllOf;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST(Models, PackAndUnpackGiveTheModelBack) {
+    const ToolPlace place;
+    const std::string model = place.write("model", std::string(3000, 'm'));
+    const ToolRun packed = place.run({"models", "pack", model, place.file("container")});
+    EXPECT_EQ(packed.exitStatus, 0) << packed.err;
+    EXPECT_EQ(packed.out, model + " packed into " + place.file("container") + ", 3,008 bytes\n");
+    const ToolRun unpacked =
+        place.run({"--json", "models", "unpack", place.file("container"), place.file("again")});
+    EXPECT_EQ(unpacked.exitStatus, 0) << unpacked.err;
+    EXPECT_EQ(unpacked.json()["bytes"], 3000);
+    EXPECT_EQ(readFile(place.file("again")), std::string(3000, 'm'));
+}
+
+TEST(Models, InfoHasOneChecksumForEveryPackingOfAModel) {
+    const ToolPlace place;
+    const std::string model = place.write("model", "a model");
+    place.run({"models", "pack", model, place.file("one")});
+    place.run({"models", "pack", model, place.file("other")});
+    EXPECT_NE(readFile(place.file("one")), readFile(place.file("other")));
+    const ToolRun run =
+        place.run({"--json", "models", "info", place.file("one"), place.file("other")});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    const Json containers = run.json()["containers"];
+    EXPECT_EQ(containers[0]["bytes"], 7);
+    EXPECT_EQ(containers[0]["blake2b"],
+              "41c8f73877b0db4fefb0ce2615da80f613d6e389f36e45582a8f181890666df4");
+    EXPECT_EQ(containers[0]["blake2b"], containers[1]["blake2b"]);
+}
+
+TEST(Models, InfoListsTheContainersOfTheConfiguration) {
+    const ToolPlace place;
+    const ToolRun run = place.run({"models", "info"});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_THAT(run.out,
+                AllOf(ContainsRegex("models/handpose.net +[0-9,]+ +[0-9a-f]{16} +hand "
+                                    "pose, description\n"),
+                      ContainsRegex("models/feature.blobs +[0-9,]+ +[0-9a-f]{16} +feature, "
+                                    "weights\n")));
+}
+
+TEST(Models, WhatIsNoContainerEndsWithStatus2) {
+    const ToolPlace place;
+    const std::string file = place.write("short", "1234567");
+    const ToolRun info = place.run({"models", "info", file});
+    EXPECT_EQ(info.exitStatus, 2);
+    EXPECT_EQ(info.err, "brairu: " + file +
+                            " is no model container\n"
+                            "A container is made with \"brairu models pack\".\n");
+    const ToolRun unpack = place.run({"models", "unpack", file, place.file("model")});
+    EXPECT_EQ(unpack.exitStatus, 2);
+    EXPECT_THAT(unpack.err, HasSubstr("brairu: " + file + " is no model container\n"));
+    EXPECT_FALSE(std::filesystem::exists(place.file("model")));
+}
+
+TEST(Models, WhatIsNotThereOrCannotBeWrittenEndsWithStatus2) {
+    const ToolPlace place;
+    const ToolRun missing = place.run({"models", "pack", place.file("none"), place.file("out")});
+    EXPECT_EQ(missing.exitStatus, 2);
+    EXPECT_EQ(missing.err, "brairu: " + place.file("none") + " is not there\nCheck the name.\n");
+    const std::string model = place.write("model", "model");
+    const ToolRun nowhere = place.run({"models", "pack", model, place.file("no/folder")});
+    EXPECT_EQ(nowhere.exitStatus, 2);
+    EXPECT_THAT(nowhere.err, HasSubstr("brairu: cannot write " + place.file("no/folder") + "\n"));
+    const ToolRun folder = place.run({"models", "info", place.file("")});
+    EXPECT_EQ(folder.exitStatus, 2);
+    EXPECT_THAT(folder.err, HasSubstr(" cannot be read\n"));
+}
+
+TEST(Palms, RenderDrawsFramesThatEvalTakes) {
+    const ToolPlace place;
+    const std::string folder = place.file("frames");
+    const ToolRun run = place.run({"palms", "render", folder, "--people", "1", "--captures", "2",
+                                   "--empty", "1", "--size", "320x240"});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_EQ(run.out, "5 frames and index.csv are in " + folder + "\n");
+    for (const char* name : {"0L_0.png", "0L_1.png", "0R_0.png", "0R_1.png", "empty_0.png"}) {
+        EXPECT_TRUE(std::filesystem::exists(folder + "/" + name)) << name;
+    }
+    const ToolRun measured = place.run({"--json", "eval", folder, "--ignore-guidance"});
+    EXPECT_EQ(measured.json()["captures"]["frames"], 5) << measured.err;
+    EXPECT_EQ(measured.json()["captures"]["refusals"]["no_hand"], 1);
+    EXPECT_EQ(measured.json()["comparisons"]["genuine"], 2);
+}
+
+TEST(Palms, RenderSaysWhereItCannotWrite) {
+    const ToolPlace place;
+    const std::string file = place.write("file", "");
+    const ToolRun run = place.run({"palms", "render", file, "--people", "1"});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("brairu: cannot write " + file),
+                               HasSubstr("Name a folder that you may write to")));
+    EXPECT_EQ(place.run({"palms", "render", place.file("a"), "--size", "big"}).exitStatus, 2);
+    EXPECT_EQ(place.run({"palms", "render", place.file("a"), "--format", "jpg"}).exitStatus, 2);
+}
+
+TEST(Bench, TimesTheCallsOfADoor) {
+    const ToolPlace place;
+    const ToolRun run =
+        place.run({"--json", "bench", "--runs", "2", "--gallery", "20", "--gallery", "10"});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    std::vector<std::string> calls;
+    const Json timed = run.json()["calls"];
+    for (const Json& call : timed) {
+        calls.push_back(call["call"]);
+        EXPECT_GT(call["medianMs"], 0.0);
+        EXPECT_GE(call["slowestMs"], call["medianMs"]);
+    }
+    EXPECT_THAT(calls,
+                testing::ElementsAre(
+                    "start (init_pva), empty store", "find the hand (pvaGetHandPose)",
+                    "features (pvaGetFeat)", "both: one capture", "verify (pvaGet1to1AuthRes)",
+                    "search 10 palms (pvaGetAuthRes)", "search 20 palms (pvaGetAuthRes)"));
+    EXPECT_THAT(place.storeState(), IsEmpty());
+}
+
+TEST(Bench, NeedsAGoodFrame) {
+    const ToolPlace place;
+    const std::string grey = place.greyFrame("grey.pgm");
+    const ToolRun run = place.run({"bench", grey});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_EQ(run.err, "brairu: " + grey +
+                           " is refused\n"
+                           "Ask \"brairu detect\" why, and give a good one.\n");
+}
+
+}  // namespace
+}  // namespace brairu::test

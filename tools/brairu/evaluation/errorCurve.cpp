@@ -1,0 +1,60 @@
+#include "evaluation/errorCurve.h"
+
+#include <cmath>
+
+namespace brairu::tool {
+namespace {
+
+double share(std::uint64_t part, std::uint64_t whole) {
+    return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
+}
+
+double difference(const OperatingPoint& point) {
+    return std::abs(point.falseMatch - point.falseNonMatch);
+}
+
+}  // namespace
+
+ErrorCurve::ErrorCurve(const ScorePair& scores)
+    : genuine_(scores.genuine.reaching()), impostor_(scores.impostor.reaching()) {}
+
+OperatingPoint ErrorCurve::at(int step) const {
+    const auto index = static_cast<std::size_t>(step);
+    OperatingPoint point;
+    point.threshold = ScoreDistribution::thresholdOf(step);
+    point.falseMatches = impostor_[index];
+    point.falseNonMatches = genuine() - genuine_[index];
+    point.falseMatch = share(point.falseMatches, impostors());
+    point.falseNonMatch = share(point.falseNonMatches, genuine());
+    return point;
+}
+
+OperatingPoint ErrorCurve::atThreshold(double threshold) const {
+    return at(ScoreDistribution::stepAt(threshold));
+}
+
+OperatingPoint ErrorCurve::equalError() const {
+    OperatingPoint best = at(0);
+    for (int step = 1; step < steps(); ++step) {
+        const OperatingPoint point = at(step);
+        if (difference(point) < difference(best)) {
+            best = point;
+        }
+    }
+    return best;
+}
+
+OperatingPoint ErrorCurve::forFalseMatch(double rate) const {
+    int step = 0;
+    while (step + 1 < steps() && at(step).falseMatch > rate) {
+        ++step;
+    }
+    return at(step);
+}
+
+double equalErrorRate(const ErrorCurve& curve) {
+    const OperatingPoint point = curve.equalError();
+    return (point.falseMatch + point.falseNonMatch) / 2.0;
+}
+
+}  // namespace brairu::tool

@@ -1,0 +1,50 @@
+#include "evaluation/identificationTrials.h"
+
+#include <algorithm>
+
+namespace brairu::tool {
+namespace {
+
+// The first step at which no more than this many trials reach the threshold.
+int firstStepWithAtMost(const std::vector<std::uint64_t>& reaching, double most) {
+    const auto found = std::ranges::find_if(
+        reaching, [&](std::uint64_t count) { return static_cast<double>(count) <= most; });
+    const auto last = std::prev(reaching.end());
+    return static_cast<int>(std::min(found, last) - reaching.begin());
+}
+
+}  // namespace
+
+void IdentificationTrials::add(const Comparison& comparison, float score) {
+    Trial& trial = trials_[comparison.probe];
+    if (comparison.isGenuine()) {
+        trial.own = score;
+        trial.ownFirst = comparison.scores[0];
+        return;
+    }
+    trial.highestOther = std::max(trial.highestOther, score);
+    if (comparison.scores[0] > trial.ownFirst) {
+        trial.highestBefore = std::max(trial.highestBefore, score);
+    }
+}
+
+IdentificationPoint IdentificationTrials::forFalsePositive(double rate) const {
+    ScoreDistribution others;
+    ScoreDistribution own;
+    // At a threshold that both reach, the search takes the other palm for the own one.
+    ScoreDistribution mistaken;
+    for (const auto& [probe, trial] : trials_) {
+        others.add(trial.highestOther);
+        own.add(trial.own);
+        mistaken.add(std::min(trial.own, trial.highestBefore));
+    }
+    const auto all = static_cast<double>(trials_.size());
+    const std::vector<std::uint64_t> reaching = others.reaching();
+    const int step = firstStepWithAtMost(reaching, rate * all);
+    const auto index = static_cast<std::size_t>(step);
+    const auto found = static_cast<double>(own.reaching()[index] - mistaken.reaching()[index]);
+    return {ScoreDistribution::thresholdOf(step), static_cast<double>(reaching[index]) / all,
+            1.0 - found / all};
+}
+
+}  // namespace brairu::tool

@@ -1,0 +1,30 @@
+// The threshold for a false-accept rate and a gallery size, and how far the comparisons bear it.
+#pragma once
+
+#include <cstdint>
+
+#include "evaluation/errorCurve.h"
+
+namespace brairu::tool {
+
+// What an integrator asks for.
+struct Target {
+    double falseAccept = 0.0;  // of one search of the gallery, or of one verification
+    double comparisons = 1.0;  // templates that one search compares with
+};
+
+struct Recommendation {
+    double neededFalseMatch = 0.0;  // of one comparison
+    OperatingPoint point;           // what the comparisons gave at the recommended threshold
+    double falseMatchBound = 0.0;   // not exceeded, with 95 % confidence
+    double falseAccept = 0.0;       // of a search, at that bound
+    double falseNonMatchBound = 0.0;
+    bool isTold = false;  // there are enough comparisons to tell the needed rate
+    std::uint64_t comparisonsNeeded = 0;
+};
+
+// With too few comparisons to tell the needed rate, the threshold is the lowest that no comparison
+// of two palms reached.
+Recommendation recommend(const ErrorCurve& curve, const Target& target);
+
+}  // namespace brairu::tool

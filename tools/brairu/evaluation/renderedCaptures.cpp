@@ -1,0 +1,152 @@
+#include "evaluation/renderedCaptures.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace brairu::tool {
+namespace {
+
+constexpr float kPercent = 100.0f;
+const std::array kSizes{cv::Size(640, 480), cv::Size(480, 640), cv::Size(1280, 800)};
+
+cv::Size sizeOf(int number) {
+    return kSizes[static_cast<std::size_t>(number) % kSizes.size()];
+}
+
+std::vector<Trait> knownTraits() {
+    return {{"tilt", "degrees"},
+            {"turn", "degrees"},
+            {"blur", "% of the palm's breadth"},
+            {"light on the palm", "grey levels"},
+            {"distance", "1 where the palm is as broad as the frame"}};
+}
+
+std::vector<float> traitsOf(const PalmIdentity& palm, const CaptureConditions& conditions) {
+    return {std::hypot(conditions.tiltAcross, conditions.tiltAlong), std::abs(conditions.turn),
+            kPercent * (conditions.focusBlur + conditions.motionBlur),
+            conditions.exposure * palm.albedo, 1.0f / conditions.palmWidth};
+}
+
+double longSide(const std::array<cv::Point2f, PVA_KEY_POINTS>& points) {
+    const auto [left, right] = std::ranges::minmax(points, {}, &cv::Point2f::x);
+    const auto [top, bottom] = std::ranges::minmax(points, {}, &cv::Point2f::y);
+    return static_cast<double>(std::max(right.x - left.x, bottom.y - top.y));
+}
+
+double errorOf(const PvaHandPose& pose, const std::array<cv::Point2f, PVA_KEY_POINTS>& truth) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < truth.size(); ++i) {
+        sum +=
+            std::hypot(static_cast<double>(pose.keyPoints[i].x) - static_cast<double>(truth[i].x),
+                       static_cast<double>(pose.keyPoints[i].y) - static_cast<double>(truth[i].y));
+    }
+    return sum / static_cast<double>(truth.size()) / longSide(truth);
+}
+
+double share(double part, std::uint64_t whole) {
+    return whole == 0 ? 0.0 : part / static_cast<double>(whole);
+}
+
+class RenderedCollection {
+public:
+    RenderedCollection(const RenderedPeople& people, const ConfigDocument& config, Report& report)
+        : people_(people), collection_(config, knownTraits()), report_(report) {}
+
+    RenderedSet collect() {
+        for (int person = 0; person < people_.people; ++person) {
+            eachPalm(person, [&](const PalmIdentity& palm) { takeAll(palm); });
+        }
+        if (people_.bystanders > 0) {
+            collection_.beginBystanders();
+        }
+        for (int person = 0; person < people_.bystanders; ++person) {
+            eachPalm(people_.people + person, [&](const PalmIdentity& palm) { takeSome(palm); });
+        }
+        countFalseAlarms();
+        return {collection_.take(), tally_};
+    }
+
+private:
+    template <typename Take>
+    void eachPalm(int person, Take take) {
+        report_.progress("person " + std::to_string(person + 1) + " of " +
+                         std::to_string(people_.people + people_.bystanders));
+        for (const Hand hand : {Hand::left, Hand::right}) {
+            collection_.beginPalm(std::to_string(person) + (hand == Hand::left ? "L" : "R"));
+            take(identityOf(people_.seed, person, hand));
+        }
+    }
+
+    void takeAll(const PalmIdentity& palm) {
+        for (int capture = 0; capture < people_.captures; ++capture) {
+            const RenderedFrame frame = take(palm, capture);
+            count(frame, last_);
+        }
+    }
+
+    // Until an enrolment is full; a cooperative user tries again when refused.
+    void takeSome(const PalmIdentity& palm) {
+        const int most = 2 * people_.enrolment + 2;
+        int good = 0;
+        for (int capture = 0; capture < most && good < people_.enrolment; ++capture) {
+            take(palm, capture);
+            good += last_.isGood() ? 1 : 0;
+        }
+    }
+
+    RenderedFrame take(const PalmIdentity& palm, int capture) {
+        const CaptureConditions conditions =
+            captureOf(people_.seed, palm, capture, people_.scenario);
+        RenderedFrame frame = render(palm, conditions, sizeOf(capture));
+        last_ = collection_.add(collection_.palm() + "_" + std::to_string(capture), frame.luma,
+                                traitsOf(palm, conditions));
+        return frame;
+    }
+
+    void count(const RenderedFrame& frame, const Capture& capture) {
+        ++tally_.hands;
+        tally_.found += capture.candidate ? 1 : 0;
+        if (capture.hand) {
+            ++tally_.usable;
+            tally_.errorSum += errorOf(capture.found, frame.keyPoints);
+        }
+    }
+
+    void countFalseAlarms() {
+        for (int number = 0; number < people_.handless; ++number) {
+            report_.progress("frame without a hand " + std::to_string(number + 1) + " of " +
+                             std::to_string(people_.handless));
+            const RenderedFrame frame = renderWithoutHand(people_.seed, number, sizeOf(number));
+            ++tally_.handless;
+            tally_.falseAlarms += captureFrom(frame.luma).hand ? 1 : 0;
+        }
+    }
+
+    const RenderedPeople& people_;
+    CaptureCollection collection_;
+    Report& report_;
+    DetectionTally tally_;
+    Capture last_;
+};
+
+}  // namespace
+
+double DetectionTally::foundShare() const {
+    return share(static_cast<double>(found), hands);
+}
+
+double DetectionTally::keyPointError() const {
+    return share(errorSum, usable);
+}
+
+double DetectionTally::falseAlarmShare() const {
+    return share(static_cast<double>(falseAlarms), handless);
+}
+
+RenderedSet collectRendered(const RenderedPeople& people, const ConfigDocument& config,
+                            Report& report) {
+    return RenderedCollection(people, config, report).collect();
+}
+
+}  // namespace brairu::tool

@@ -1,0 +1,44 @@
+// Captures of rendered people, with what is true of them.
+#pragma once
+
+#include <cstdint>
+
+#include "evaluation/captureCollection.h"
+#include "renderer/palmRenderer.h"
+
+namespace brairu::tool {
+
+struct RenderedPeople {
+    int people = 0;      // each with both palms
+    int bystanders = 0;  // people more who are enrolled only
+    int captures = 6;    // of each palm
+    int enrolment = 3;   // captures of a bystander's palm that give features
+    int handless = 0;    // frames without a hand
+    Scenario scenario = Scenario::hard;
+    std::uint64_t seed = 0;
+};
+
+// How well the hands in rendered frames were found.
+struct DetectionTally {
+    std::uint64_t hands = 0;
+    std::uint64_t found = 0;  // some hand was reported
+    std::uint64_t usable = 0;
+    double errorSum = 0.0;  // of usable hands: mean distance of the key points from the true
+                            // ones, as a share of the long side of their box
+    std::uint64_t handless = 0;
+    std::uint64_t falseAlarms = 0;
+
+    double foundShare() const;
+    double keyPointError() const;
+    double falseAlarmShare() const;
+};
+
+struct RenderedSet {
+    CaptureSet set;
+    DetectionTally detection;
+};
+
+RenderedSet collectRendered(const RenderedPeople& people, const ConfigDocument& config,
+                            Report& report);
+
+}  // namespace brairu::tool

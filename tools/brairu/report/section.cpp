@@ -1,0 +1,39 @@
+#include "report/section.h"
+
+namespace brairu::tool {
+
+void say(Report& report, const Section& section) {
+    report.say("");
+    report.say(section.title);
+    for (const std::string& line : section.before) {
+        report.say("  " + line);
+    }
+    if (!section.table.head.empty()) {
+        for (const std::string& line : linesOf(section.table)) {
+            report.say("  " + line);
+        }
+    }
+    for (const std::string& line : section.after) {
+        report.say("  " + line);
+    }
+}
+
+std::string markdownOf(const Section& section) {
+    std::string text = "## " + section.title + "\n\n";
+    for (const std::string& line : section.before) {
+        text += line + "\n";
+    }
+    if (!section.table.head.empty()) {
+        text += section.before.empty() ? "" : "\n";
+        for (const std::string& line : markdownOf(section.table)) {
+            text += line + "\n";
+        }
+        text += section.after.empty() ? "" : "\n";
+    }
+    for (const std::string& line : section.after) {
+        text += line + "\n";
+    }
+    return text + "\n";
+}
+
+}  // namespace brairu::tool
