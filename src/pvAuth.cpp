@@ -25,10 +25,11 @@ HandPose& handPose(const ConfigDocument& document) {
 class LastingStore {
 public:
     explicit LastingStore(const ConfigDocument& document) : store_(*new TemplateStore(document)) {}
-    // Keeps the lock: nobody shall work on a closed store. Whoever holds it is left to its work.
-    ~LastingStore() BRAIRU_THREAD(no_thread_safety_analysis) {
+    // Later calls find a store without a connection. Whoever holds the lock is left to its work.
+    ~LastingStore() {
         if (apiLock.tryLock()) {
             store_.endForExit();
+            apiLock.unlock();
         }
     }
     LastingStore(const LastingStore&) = delete;

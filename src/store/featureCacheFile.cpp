@@ -35,10 +35,17 @@ bool reserve(int fd, std::uint64_t oldSize, std::uint64_t size) {
         return true;
     }
     if (errno == EOPNOTSUPP && size > oldSize) {
-        return !isLackOfSpace(
-            ::posix_fallocate(fd, static_cast<off_t>(oldSize), static_cast<off_t>(size - oldSize)));
+        errno =
+            ::posix_fallocate(fd, static_cast<off_t>(oldSize), static_cast<off_t>(size - oldSize));
     }
     return !isLackOfSpace(errno);
+}
+
+// A file that could not be filled must not pass for a full one at the next start.
+void giveBack(int fd, std::uint64_t oldSize) {
+    const int reason = errno;
+    [[maybe_unused]] const int status = ::ftruncate(fd, static_cast<off_t>(oldSize));
+    errno = reason;
 }
 
 void* mapFile(int fd, std::uint64_t size) {
@@ -85,6 +92,7 @@ bool FeatureCacheFile::resize() {
     }
     if (::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0 ||
         !reserve(fd_.get(), openedSize_, fileSize_)) {
+        giveBack(fd_.get(), openedSize_);
         std::perror("ftruncate");
         fd_.reset();
         return false;

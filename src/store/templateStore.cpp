@@ -133,14 +133,17 @@ void TemplateStore::endForExit() {
 
 // The cache file is sized and cleared: in its place a database would be lost.
 bool TemplateStore::namesDatabaseAsCache() const {
-    const std::string database = textOrNothing(config_, "database", "database_path");
-    const std::string cache =
-        cacheFileName(textOrNothing(config_, "database", "search_index_path"));
-    const bool same = isFileName(database) && nameOneFile(fromStart(database), fromStart(cache));
+    const bool same =
+        namesDatabase(cacheFileName(textOrNothing(config_, "database", "search_index_path")));
     if (same) {
         logStore("search_index_path names the database: there is no search\r\n");
     }
     return same;
+}
+
+bool TemplateStore::namesDatabase(const std::string& path) const {
+    const std::string database = textOrNothing(config_, "database", "database_path");
+    return isFileName(database) && nameOneFile(fromStart(database), fromStart(path));
 }
 
 // The path as it led when the store was made.
@@ -370,8 +373,9 @@ bool TemplateStore::reopenDatabase() {
 // The name as configured: a file of the older format goes, while a cache file of another name stays
 // in use.
 void TemplateStore::removeConfiguredIndexFile() {
-    const std::string path = fromStart(readText(config_, "database", "search_index_path"));
-    if (!isPipe(path) && std::ifstream(path).is_open()) {
+    const std::string configured = readText(config_, "database", "search_index_path");
+    const std::string path = workingFolder() == folder_ ? configured : fromStart(configured);
+    if (!namesDatabase(path) && !isPipe(path) && std::ifstream(path).is_open()) {
         // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe): quoted; hosts rely on the command
         [[maybe_unused]] const int status = std::system(("rm -f " + quotedForShell(path)).c_str());
     }

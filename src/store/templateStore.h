@@ -113,6 +113,7 @@ private:
                     std::span<const std::uint8_t> blob);
     bool subtractPalm();
     bool namesDatabaseAsCache() const;
+    bool namesDatabase(const std::string& path) const;
     std::string fromStart(const std::string& path) const;
     int openDatabase();
     bool reopenDatabase();

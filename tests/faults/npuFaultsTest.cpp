@@ -2,6 +2,7 @@
 // frame from hand to features, stop, and the end of the process. Each life is a process of its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -290,6 +291,21 @@ TEST_F(NpuFaults, EndTheProcessWithTheirStatusBesideTheCallsOfOtherThreads) {
         ASSERT_EQ(result.exitStatus, 1) << result.out << result.err;
         ASSERT_EQ(faultLines(result.out), 1u) << result.out;
     }
+}
+
+// What a host made before its first start goes after the engine, and may still ask.
+TEST_F(NpuFaults, LeaveNoLockBehindForTheHandlersOfTheProcessEnd) {
+    static const PvaUserKey key{1, 1, {}};
+    const ChildResult result = inChild([&] {
+        ::alarm(20);
+        std::atexit([] { std::printf("asked: %d\n", pvaDataBaseExistUser(&key)); });
+        EXPECT_EQ(init_pva(folder_.configPath().c_str()), 1u);
+        const std::vector<std::uint8_t> row(PVA_TEMPLATE_BYTES, 3);
+        EXPECT_EQ(pvaDataBaseAddUser(&key, row.data()), 1);
+        EXPECT_EQ(pvaDataBaseExistUser(&key), 1);
+    });
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("asked: 0\n"));
 }
 
 TEST_F(NpuFaults, EveryCallInALifeOfTheEngineFailsAsItShould) {

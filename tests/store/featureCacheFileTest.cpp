@@ -305,6 +305,18 @@ TEST_F(FeatureCacheFileTest, TakesTheSpaceOfANewFileWhereItCannotBeReserved) {
     EXPECT_GE(status.st_blocks * 512, status.st_size);
 }
 
+// Else the next start would map what was never filled.
+TEST_F(FeatureCacheFileTest, AFileThatTheDiskCannotHoldKeepsItsSizeAndTheReasonIsTold) {
+    InterposedCalls::get().allocationFault = EOPNOTSUPP;
+    InterposedCalls::get().fillingFault = ENOSPC;
+    for (int start = 0; start < 2; ++start) {
+        const std::string told =
+            stderrOf([&] { EXPECT_FALSE(FeatureCacheFile(path(), 10000, 512).isMapped()); });
+        EXPECT_EQ(told, "ftruncate: No space left on device\n");
+        EXPECT_EQ(std::filesystem::file_size(path()), 0U);
+    }
+}
+
 TEST_F(FeatureCacheFileTest, AnUnmappedFileIsNotFlushed) {
     FeatureCacheFile cache = open();
     cache.close();

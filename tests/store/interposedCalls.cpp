@@ -163,6 +163,12 @@ BRAIRU_INTERPOSED int fallocate64(int fd, int mode, off64_t offset, off64_t size
     return next<Function>("fallocate64")(fd, mode, offset, size);
 }
 
+BRAIRU_INTERPOSED int posix_fallocate64(int fd, off64_t offset, off64_t size) {
+    using Function = int(int, off64_t, off64_t);
+    const int fault = InterposedCalls::get().fillingFault;
+    return fault != 0 ? fault : next<Function>("posix_fallocate64")(fd, offset, size);
+}
+
 BRAIRU_INTERPOSED int system(const char* command) {
     InterposedCalls::get().commands.emplace_back(command);
     using Function = int(const char*);

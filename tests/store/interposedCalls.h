@@ -26,7 +26,8 @@ struct InterposedCalls {
 
     int failingParameter = 0;     // binding this parameter fails with "column index out of range"
     bool failBlobWrites = false;  // "SQL logic error"
-    int allocationFault = 0;      // fallocate fails with this errno
+    int allocationFault = 0;      // fallocate fails with this errno,
+    int fillingFault = 0;         // and posix_fallocate with this one
     std::function<void(sqlite3_stmt*)> beforeStep;
     std::function<void(sqlite3*, const std::string& sql)> afterExecute;
     sqlite3* lastOpened = nullptr;

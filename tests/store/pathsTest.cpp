@@ -1,5 +1,6 @@
 // Where the files of a store lie, whatever the process does meanwhile and whatever names them.
 #include <filesystem>
+#include <fstream>
 
 #include "storeTest.h"
 
@@ -58,6 +59,19 @@ TEST_F(MovingProcess, WipesAndEnrolsInTheSameDatabase) {
     EXPECT_EQ(database().number("SELECT palmindex FROM userInfo;"), 2);
 }
 
+TEST_F(MovingProcess, RemovesItsOwnIndexFileAndNoOtherOfThatName) {
+    std::ofstream(elsewhere_.path() / "palms.bin") << "another";
+    ASSERT_TRUE(store().wipeAll());
+    EXPECT_THAT(InterposedCalls::get().commands, ElementsAre("rm -f " + cachePath()));
+    EXPECT_TRUE(std::filesystem::exists(elsewhere_.path() / "palms.bin"));
+}
+
+TEST_F(MovingProcess, NamesTheIndexFileAsConfiguredWhereItStayed) {
+    second_.reset();
+    ASSERT_TRUE(store().wipeAll());
+    EXPECT_THAT(InterposedCalls::get().commands, ElementsAre("rm -f palms.bin"));
+}
+
 TEST_F(MovingProcess, StartsAgainOnTheSameDatabase) {
     ASSERT_TRUE(store().insertPalm(keyOf(1, 1), templateOf(1)));
     takeLog();
@@ -96,6 +110,14 @@ TEST_F(CacheNamedAsDatabase, IsSeenThroughOtherSpellingsAndLinks) {
     std::filesystem::create_symlink(databasePath(), folder_.file("link"));
     config_["database"]["search_index_path"] = folder_.file("link");
     expectUnharmed();
+}
+
+TEST_F(CacheNamedAsDatabase, IsNotTakenAwayByAWipe) {
+    nameTheCache(databasePath());
+    start();
+    ASSERT_TRUE(store().wipeAll());
+    ASSERT_TRUE(store().insertPalm(keyOf(1, 2), templateOf(2)));
+    EXPECT_EQ(database().number("SELECT palmindex FROM userInfo;"), 2);
 }
 
 TEST_F(CacheNamedAsDatabase, IsSeenBeforeThereIsADatabase) {
