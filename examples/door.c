@@ -111,6 +111,26 @@ static int watch(Source* source) {
     return got < 0 ? FAULT : opened ? DONE : NO;
 }
 
+/* Whether the whole of text is a number from least to greatest. */
+static int parseNumber(const char* text, int64_t least, int64_t greatest, int64_t* number) {
+    char* end = NULL;
+    errno = 0;
+    const long long parsed = strtoll(text, &end, 10);
+    *number = parsed;
+    return errno == 0 && end != text && *end == '\0' && parsed >= least && parsed <= greatest;
+}
+
+static int parseKey(const char* user, const char* palm, PvaUserKey* key) {
+    int64_t palmindex = 0;
+    if (!parseNumber(user, INT64_MIN, INT64_MAX, &key->userid) ||
+        !parseNumber(palm, INT32_MIN, INT32_MAX, &palmindex)) {
+        fprintf(stderr, "door: USER and PALM are whole numbers\n");
+        return 0;
+    }
+    key->palmindex = (int32_t)palmindex;
+    return 1;
+}
+
 /* Without SA_RESTART: a signal also ends the wait for a frame. */
 static void stopOnSignals(void) {
     const struct sigaction action = {.sa_handler = stop};
@@ -120,7 +140,9 @@ static void stopOnSignals(void) {
 
 int main(int argc, char** argv) {
     const int enrols = argc == 6 && strcmp(argv[2], "enrol") == 0;
-    if (!enrols && !(argc == 4 && strcmp(argv[2], "watch") == 0)) {
+    PvaUserKey key = {0};
+    if (enrols ? !parseKey(argv[3], argv[4], &key)
+               : !(argc == 4 && strcmp(argv[2], "watch") == 0)) {
         fprintf(stderr, "usage: door CONFIG enrol USER PALM SOURCE | door CONFIG watch SOURCE\n");
         return FAULT;
     }
@@ -133,14 +155,7 @@ int main(int argc, char** argv) {
         return FAULT;
     stopOnSignals();
     init_pva(argv[1]);
-    int ending = FAULT;
-    if (enrols) {
-        const PvaUserKey key = {.userid = strtoll(argv[3], NULL, 10),
-                                .palmindex = (int32_t)strtol(argv[4], NULL, 10)};
-        ending = enrol(source, &key);
-    } else {
-        ending = watch(source);
-    }
+    const int ending = enrols ? enrol(source, &key) : watch(source);
     deinit_pva();
     closeSource(source);
     return ending;

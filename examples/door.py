@@ -90,7 +90,7 @@ def read_picture(path):
     with path.open("rb") as file:
         head = re.match(rb"P5\s+(\d+)\s+(\d+)\s+255\s", file.read(64))
         if head is None:
-            raise ValueError(f"{path}: no PGM of bytes")
+            raise ValueError(f"{path}: no PGM with a maximum value of 255")
         file.seek(head.end())
         width, height = int(head[1]), int(head[2])
         pixels = file.read(width * height)
@@ -145,9 +145,17 @@ def watch(library, folder):
     return 0 if opened else 1
 
 
+def is_number(text, bits):
+    """Whether text is a whole number of so many bits, one of them for the sign."""
+    return re.fullmatch(r"[+-]?[0-9]+", text) and -(2 ** (bits - 1)) <= int(text) < 2 ** (bits - 1)
+
+
 def main(arguments):
     enrols = len(arguments) == 5 and arguments[1] == "enrol"
-    if not enrols and not (len(arguments) == 3 and arguments[1] == "watch"):
+    names_palm = enrols and is_number(arguments[2], 64) and is_number(arguments[3], 32)
+    if enrols and not names_palm:
+        print("door: USER and PALM are whole numbers", file=sys.stderr)
+    if not names_palm and not (len(arguments) == 3 and arguments[1] == "watch"):
         print(__doc__, file=sys.stderr)
         return 2
     config, folder = pathlib.Path(arguments[0]), pathlib.Path(arguments[-1])

@@ -153,16 +153,26 @@ static uint8_t* readPixels(FILE* file, const Frame* frame) {
     return NULL;
 }
 
+/* Up to the blank before the pixels, which are bytes if the greatest is 255. */
+static int readHeader(FILE* file, Frame* frame) {
+    uint32_t greatest = 0;
+    return fscanf(file, "P5 %u %u %u", &frame->width, &frame->height, &greatest) == 3 &&
+           greatest == 255 && fgetc(file) != EOF;
+}
+
 static int readPicture(const char* path, Frame* frame) {
     FILE* file = fopen(path, "rb");
     if (file == NULL)
         return fault(path);
     frame->luma = NULL;
-    if (fscanf(file, "P5 %u %u 255", &frame->width, &frame->height) == 2 && fgetc(file) != EOF &&
-        frame->width - 1 < LARGEST_SIDE && frame->height - 1 < LARGEST_SIDE) {
+    const int hasHeader = readHeader(file, frame);
+    if (hasHeader && frame->width - 1 < LARGEST_SIDE && frame->height - 1 < LARGEST_SIDE)
         frame->luma = readPixels(file, frame);
-    }
     fclose(file);
+    if (!hasHeader) {
+        fprintf(stderr, "door: %s: no PGM with a maximum value of 255\n", path);
+        return -1;
+    }
     errno = EINVAL;
     return frame->luma != NULL ? 1 : fault(path);
 }

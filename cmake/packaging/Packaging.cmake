@@ -45,11 +45,19 @@ if(NOT TARGET brairu-tool)
     return()
 endif()
 
-# The tool, with what an engine starts from: networks, configuration, a folder for the store.
 set_target_properties(brairu-tool brairu-conformance PROPERTIES
     INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS brairu-tool brairu-conformance
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+
+option(BRAIRU_SYSTEM_FILES
+    "Install networks, configuration and the store's folder where a system has them, whatever the prefix"
+    OFF)
+if(NOT BRAIRU_SYSTEM_FILES)
+    return()
+endif()
+
+# What an engine starts from. The configuration names the places, so that these cannot be moved.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/tools/conformance/answers/
     DESTINATION ${CMAKE_INSTALL_FULL_DATADIR}/brairu/answers COMPONENT tool)
 

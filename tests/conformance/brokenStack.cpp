@@ -1,5 +1,7 @@
 #include "conformance/brokenStack.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <string_view>
@@ -22,16 +24,33 @@ bool has(std::string_view operation, Fault fault) {
     return chosen().operation == operation && chosen().fault == fault;
 }
 
-// The way of every operation: as it is, unless it is the broken one.
-template <class Result, class Real>
-Result unlessBroken(const char* operation, bool isNull, Result success, Result failure,
-                    const Real& real) {
+bool isNotYetBroken(std::string_view operation) {
+    return chosen().operation == operation && chosen().callsBefore-- > 0;
+}
+
+void endIfTold(std::string_view operation) {
     if (has(operation, Fault::crashes)) {
         std::abort();
     }
     if (has(operation, Fault::exits)) {
         std::_Exit(kExit);
     }
+    if (has(operation, Fault::exitsInOrder)) {
+        std::_Exit(EXIT_SUCCESS);
+    }
+    while (has(operation, Fault::hangs)) {
+        ::pause();
+    }
+}
+
+// The way of every operation: as it is, unless it is the broken one.
+template <class Result, class Real>
+Result unlessBroken(const char* operation, bool isNull, Result success, Result failure,
+                    const Real& real) {
+    if (isNotYetBroken(operation)) {
+        return real();
+    }
+    endIfTold(operation);
     if (has(operation, Fault::refuses)) {
         return failure;
     }
@@ -130,8 +149,13 @@ vx_status __wrap_GetNetInputBlobs(NetModel model, NetInputBlobList* inputs) {
 }
 
 vx_context __wrap_vxCreateContext() {
-    return unlessBroken("vxCreateContext", false, anyHandle<NpuContext>(), vx_context{},
-                        [&] { return __real_vxCreateContext(); });
+    return unlessBroken("vxCreateContext", false, anyHandle<NpuContext>(), vx_context{}, [&] {
+        // One context, and no other beside it.
+        static bool isTaken = false;
+        const bool refuses = isTaken && has("vxCreateContext", Fault::lies);
+        isTaken = true;
+        return refuses ? vx_context{} : __real_vxCreateContext();
+    });
 }
 
 vx_status __wrap_vxGetStatus(vx_context context) {

@@ -12,11 +12,14 @@ enum class Fault {
     lies,       // succeeds, and does or tells something else
     crashes,
     exits,
+    exitsInOrder,  // as a program that has done all it had to
+    hangs,
 };
 
 struct Breakage {
     std::string operation;
     Fault fault = Fault::none;
+    int callsBefore = 0;  // of the operation, which are as they should be
 };
 
 // In force until the next.

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include "conformance/brokenStack.h"
 #include "examination.h"
@@ -30,8 +31,8 @@ Verdicts verdictsOfLife(const Questions& asked) {
     return verdicts;
 }
 
-Verdicts verdictsOfRefusals() {
-    Verdicts verdicts;
+Verdicts verdictsOfRefusals(std::chrono::seconds patience = std::chrono::minutes(1)) {
+    Verdicts verdicts(patience);
     for (const auto& refusal : conformance::refusals()) {
         verdicts.examine(refusal);
     }
@@ -51,6 +52,7 @@ std::string breachesOf(const Verdicts& verdicts, const std::string& operation) {
     return text;
 }
 
+// The operations against which something is said.
 std::vector<std::string> breached(const Verdicts& verdicts) {
     std::vector<std::string> operations;
     for (const Verdict& verdict : verdicts.all()) {
@@ -85,7 +87,10 @@ std::vector<Case> cases(Fault fault, const std::vector<std::pair<std::string, st
     std::vector<Case> all;
     all.reserve(told.size());
     for (const auto& [operation, text] : told) {
-        all.push_back({{operation, fault}, text});
+        Case& added = all.emplace_back();
+        added.breakage.operation = operation;
+        added.breakage.fault = fault;
+        added.told = text;
     }
     return all;
 }
@@ -138,7 +143,8 @@ INSTANTIATE_TEST_SUITE_P(
     Lies, BrokenInItsLife,
     testing::ValuesIn(cases(
         Fault::lies,
-        {{"GetNetInputBlobs", "1 or 3 channels: 128 x 128, found 129 x 128 x 1"},
+        {{"vxCreateContext", "expected a context beside another, found null"},
+         {"GetNetInputBlobs", "1 or 3 channels: 128 x 128, found 129 x 128 x 1"},
          {"vxReleaseContext", "expected status 0 and a handle of null, found status 0, a handle"},
          {"vxGetDeviceMemoryPhysicalAddress", "lies within 32 bits, found 4294967040"},
          {"vxQueryTensor", "the size of the input, 16384, found status 0, 16383"},
@@ -161,6 +167,63 @@ INSTANTIATE_TEST_SUITE_P(
     Exits, BrokenInItsLife,
     testing::ValuesIn(cases(Fault::exits, {{"vxVerifyGraph", "ended the process with status 3"}})),
     nameOf);
+
+INSTANTIATE_TEST_SUITE_P(
+    ExitsInOrder, BrokenInItsLife,
+    testing::ValuesIn(cases(Fault::exitsInOrder,
+                            {{"vxReleaseContext", "ended the process with status 0"},
+                             {"vxFinish", "ended the process with status 0"}})),
+    nameOf);
+
+TEST(Conformance, TellsAnExitOfStatusZeroFromARefusal) {
+    breakStack({"vxReleaseTensor", Fault::exitsInOrder});
+    const Verdicts verdicts = verdictsOfRefusals();
+    breakStack({});
+    EXPECT_EQ(breachesOf(verdicts, "vxReleaseTensor"), "ended the process with status 0\n");
+    EXPECT_EQ(breached(verdicts), std::vector<std::string>{"vxReleaseTensor"});
+}
+
+TEST(Conformance, GivesUpAnOperationThatDoesNotReturn) {
+    breakStack({"vxFinish", Fault::hangs});
+    const Verdicts verdicts = verdictsOfRefusals(std::chrono::seconds(1));
+    breakStack({});
+    EXPECT_EQ(breachesOf(verdicts, "vxFinish"), "did not return within 1 s\n");
+    EXPECT_EQ(breached(verdicts), std::vector<std::string>{"vxFinish"});
+}
+
+// Broken from the call on that stands in the examination of another operation's refusal.
+class BrokenAmongStrangers : public testing::TestWithParam<Breakage> {
+protected:
+    void TearDown() override { breakStack({}); }
+};
+
+TEST_P(BrokenAmongStrangers, IsBlamedItself) {
+    breakStack(GetParam());
+    const Verdicts verdicts = verdictsOfLife(questions());
+    EXPECT_EQ(breachesOf(verdicts, GetParam().operation), "ended the process with signal 6\n");
+    EXPECT_EQ(breached(verdicts), std::vector{GetParam().operation});
+}
+
+// The examination of the three networks calls them so often before.
+INSTANTIATE_TEST_SUITE_P(Operation, BrokenAmongStrangers,
+                         testing::Values(Breakage{"LoadNetModelFromMem", Fault::crashes, 6},
+                                         Breakage{"CreateNetGraph", Fault::crashes, 3},
+                                         Breakage{"vxReleaseGraph", Fault::crashes, 0},
+                                         Breakage{"UnLoadNetModel", Fault::crashes, 6}),
+                         [](const auto& tried) { return tried.param.operation; });
+
+class BrokenForAnUnreadableDescription : public testing::TestWithParam<std::string> {
+protected:
+    void TearDown() override { breakStack({}); }
+};
+
+TEST_P(BrokenForAnUnreadableDescription, IsBlamedItself) {
+    breakStack({GetParam(), Fault::crashes});
+    EXPECT_EQ(breached(verdictsOfRefusals()), std::vector{GetParam()});
+}
+
+INSTANTIATE_TEST_SUITE_P(Operation, BrokenForAnUnreadableDescription,
+                         testing::Values("LoadNetModelFromMem", "UnLoadNetModel"));
 
 TEST(Conformance, NamesWhatCouldNotBeTried) {
     breakStack({"vxCreateContext", Fault::refuses});

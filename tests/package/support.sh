@@ -35,7 +35,8 @@ draw_palms() {
                 "$work/palm$person/$folder/$(printf %02d "$capture").pgm"
         done
     done
-    mkdir "$work/dark"
+    mkdir "$work/dark" "$work/deep"
+    { printf 'P5\n640 480\n65535\n'; head -c 614400 /dev/zero; } > "$work/deep/0.pgm"
     { printf 'P5\n640 480\n255\n'; head -c 307200 /dev/zero; } > "$work/dark/0.pgm"
 }
 
@@ -72,4 +73,11 @@ serves() {
         "$@" "$work/brairu.json" enrol 8 0 "$work/palm0/enrolment"
     expect 1 "not enrolled, too few captures" \
         "$@" "$work/brairu.json" enrol 8 0 "$work/palm1/probes"
+    expect 2 "$work/deep/0.pgm: no PGM with a maximum value of 255" \
+        "$@" "$work/brairu.json" watch "$work/deep"
+    for name in "anna left" "7 left" "7 1x" "9223372036854775808 0" "7 2147483648"; do
+        # shellcheck disable=SC2086 # a user and a palm
+        expect 2 "USER and PALM are whole numbers" \
+            "$@" "$work/brairu.json" enrol $name "$work/palm1/enrolment"
+    done
 }

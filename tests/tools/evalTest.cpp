@@ -122,6 +122,29 @@ TEST_F(Eval, SaysBeforeItBeginsThatAReportCannotBeWritten) {
     EXPECT_THAT(run.out, IsEmpty());
 }
 
+TEST_F(Eval, IsOneDocumentWhenTheReportFails) {
+    std::filesystem::create_directories(place.file("report/report.md"));
+    const ToolRun run = place.run({"--json", "eval", folder(), "--report", place.file("report")});
+    EXPECT_EQ(run.exitStatus, 2);
+    ASSERT_TRUE(Json::accept(run.out)) << run.out;
+    EXPECT_EQ(run.json()["error"], place.file("report/report.md") + " cannot be written");
+}
+
+TEST_F(Eval, SaysThatAnEnrolmentLeavesNoCapture) {
+    const ToolRun run = place.run({"eval", folder(), "--enrol", "3"});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_THAT(run.err, StartsWith("brairu: no palm has a good capture left beyond the 3 of its "
+                                    "enrolment\n"));
+}
+
+TEST_F(Eval, DoesNotRecommendWhatSoFewPalmsCannotTell) {
+    const ToolRun run = place.run({"--json", "eval", folder()});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    for (const char* use : {"identification", "verification"}) {
+        EXPECT_TRUE(run.json()["recommended"][use]["threshold"].is_null()) << use;
+    }
+}
+
 TEST_F(Eval, NeedsAsManyCapturesAsTemplates) {
     place.config["database"]["regis_center_count"] = 3;
     const ToolRun run = place.run({"eval", folder(), "--enrol", "2"});

@@ -147,21 +147,45 @@ TEST(Recommendation, HasTheFalseMatchRateThatAGalleryNeeds) {
     const Recommendation result = recommend(curve, {0.01, 10});
     EXPECT_TRUE(result.isTold);
     EXPECT_NEAR(result.neededFalseMatch, 1.0045e-3, 1e-7);
-    EXPECT_LE(result.point.falseMatch, result.neededFalseMatch);
-    EXPECT_NEAR(result.point.threshold, 0.75 * (1 - 1.0045e-3), 1e-4);
-    EXPECT_GT(result.falseMatchBound, result.point.falseMatch);
-    EXPECT_NEAR(result.falseAccept, 10 * result.falseMatchBound, 1e-4);
-    EXPECT_EQ(result.point.falseNonMatches, 0U);
-    EXPECT_NEAR(result.falseNonMatchBound, 0.029957, 1e-6);
+    ASSERT_TRUE(result.chosen);
+    // 84 matches: half the chi-square quantile of 170 degrees of freedom at 95 % is 100.7.
+    EXPECT_NEAR(result.chosen->point.threshold, 0.75 * (1 - 0.84e-3), 1e-4);
+    EXPECT_GT(result.chosen->falseMatchBound, result.chosen->point.falseMatch);
+    EXPECT_NEAR(result.chosen->falseAccept, 10 * result.chosen->falseMatchBound, 1e-4);
+    EXPECT_EQ(result.chosen->point.falseNonMatches, 0U);
+    EXPECT_NEAR(result.chosen->falseNonMatchBound, 0.029957, 1e-6);
+}
+
+TEST(Recommendation, IsTheLowestThresholdWhoseBoundKeepsWhatIsAskedFor) {
+    const ErrorCurve curve(evenScores(100'000));
+    for (const double falseAccept : {0.0004, 0.001, 0.01, 0.1}) {
+        const Recommendation result = recommend(curve, {falseAccept, 10});
+        ASSERT_TRUE(result.chosen) << falseAccept;
+        EXPECT_LE(result.chosen->falseMatchBound, result.neededFalseMatch);
+        EXPECT_LE(result.chosen->falseAccept, falseAccept);
+        const int below = ScoreDistribution::stepAt(result.chosen->point.threshold) - 1;
+        EXPECT_GT(upperBound(curve.at(below).falseMatches, curve.impostors()),
+                  result.neededFalseMatch);
+    }
+}
+
+TEST(Recommendation, IsNoneWhenStrangersReachEveryThreshold) {
+    ScorePair scores = evenScores(100'000);
+    for (int i = 0; i < 1000; ++i) {
+        scores.add(1.0f, false);
+    }
+    const Recommendation result = recommend(ErrorCurve(scores), {0.001, 1});
+    EXPECT_TRUE(result.isTold);
+    EXPECT_FALSE(result.chosen);
+    EXPECT_FALSE(result.unreached);
 }
 
 TEST(Recommendation, SaysWhenThereAreTooFewComparisons) {
     const Recommendation result = recommend(ErrorCurve(evenScores(1000)), {0.001, 100});
     EXPECT_FALSE(result.isTold);
-    EXPECT_EQ(result.point.falseMatches, 0U);
-    EXPECT_NEAR(result.point.threshold, 0.7493, 1e-4);
-    EXPECT_NEAR(result.falseMatchBound, 2.9957e-3, 1e-6);
-    EXPECT_NEAR(result.falseAccept, 0.259, 1e-3);
+    EXPECT_FALSE(result.chosen);
+    ASSERT_TRUE(result.unreached);
+    EXPECT_NEAR(*result.unreached, 0.7493, 1e-4);
     EXPECT_NEAR(static_cast<double>(result.comparisonsNeeded), 299'850, 10);
 }
 
@@ -229,6 +253,26 @@ TEST(PalmPairs, KeepTheHighestScoreOfEachPair) {
               1U);
     EXPECT_EQ(pairs.highest().counts()[static_cast<std::size_t>(ScoreDistribution::stepAt(0.5))],
               1U);
+}
+
+TEST(PalmPairs, AreTheSameWhicheverPalmIsTheProbe) {
+    PalmPairs pairs;
+    pairs.add(between(0, 0, 1), 0.25f);
+    pairs.add(between(0, 0, 2), 0.5f);
+    pairs.add(between(1, 1, 0), 0.75f);
+    pairs.finish();
+    EXPECT_EQ(pairs.highest().count(), 2U);
+    const std::vector<std::uint64_t> reaching = pairs.highest().reaching();
+    EXPECT_EQ(reaching[static_cast<std::size_t>(ScoreDistribution::stepAt(0.5))], 2U);
+    EXPECT_EQ(reaching[static_cast<std::size_t>(ScoreDistribution::stepAt(0.75))], 1U);
+}
+
+TEST(PalmPairs, CountAPairWhoseScoreIsNoNumber) {
+    PalmPairs pairs;
+    pairs.add(between(0, 0, 1), std::numeric_limits<float>::quiet_NaN());
+    pairs.finish();
+    EXPECT_EQ(pairs.highest().count(), 1U);
+    EXPECT_EQ(pairs.highest().counts().front(), 1U);
 }
 
 // Two probes of palm 0 and one of palm 1 in a gallery of both.

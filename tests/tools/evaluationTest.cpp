@@ -237,9 +237,105 @@ TEST_F(ReportOfThreePalms, CountsRefusedFramesIntoTheRatesOfTheRule) {
 TEST_F(ReportOfThreePalms, SaysWhenThresholdsCannotBeTold) {
     const Section section = named(sections, "Recommended thresholds");
     EXPECT_THAT(section.before[0], "For a false-accept rate of 0.1 % and a gallery of 100 palms.");
+    EXPECT_THAT(section.table.rows[0],
+                ElementsAre("identification", "-", "0.001 %", "-", "-", "-", "-"));
+    EXPECT_THAT(section.table.rows[1],
+                ElementsAre("verification", "-", "0.1 %", "-", "-", "-", "-"));
     EXPECT_THAT(section.after[0],
-                StartsWith("Too few comparisons to tell this for identification: an FMR of 0.001 % "
-                           "takes at least 299,"));
+                testing::AllOf(StartsWith("Too few palms to recommend a threshold for "
+                                          "identification: an FMR of 0.001 % takes at least 299,"),
+                               HasSubstr(" comparisons with other palms, there are 8. No stranger "
+                                         "reached 0.")));
+    EXPECT_THAT(section.after[0], testing::EndsWith(", which is no reason to go below the "
+                                                    "configured 0.5."));
+    EXPECT_THAT(section.after[1],
+                StartsWith("Too few palms to recommend a threshold for "
+                           "verification: an FMR of 0.1 % takes at least 3,000 "));
+    EXPECT_THAT(section.after[2],
+                testing::EndsWith(" are ever taken for each other by identification at 0.5000."));
+}
+
+TEST(Evaluation, SaysWhenStrangersReachedMoreThanIsConfigured) {
+    CaptureSet set = threePalms();
+    addCapture(set, 2, "cora_3.png", 0, 64);
+    const Evaluation evaluation(set, usualPlan(), kQuiet);
+    const Section section = named(sectionsOf(evaluation), "Recommended thresholds");
+    EXPECT_EQ(section.table.rows[0][1], "-");
+    EXPECT_THAT(section.after[0],
+                testing::EndsWith("Some strangers reach every threshold: look for pictures under a "
+                                  "wrong name."));
+    set.captures.back().blocks = blocksOf(0, 32);
+    const Evaluation other(set, usualPlan(), kQuiet);
+    EXPECT_THAT(named(sectionsOf(other), "Recommended thresholds").after[0],
+                testing::EndsWith("No stranger reached 0.8751: raise the configured thresholds to "
+                                  "it where they are lower; more people may need more."));
+}
+
+TEST(Evaluation, RecommendsWhatEnoughComparisonsTell) {
+    const CaptureSet set = threePalms();
+    EvaluationPlan plan = usualPlan();
+    plan.gallery = 1;
+    plan.falseAccept = 0.4;  // 8 comparisons tell 37.5 %
+    const Evaluation evaluation(set, plan, kQuiet);
+    ASSERT_TRUE(evaluation.identification().chosen);
+    EXPECT_EQ(evaluation.threshold(), evaluation.identification().chosen->point.threshold);
+    const Section section = named(sectionsOf(evaluation), "Recommended thresholds");
+    EXPECT_THAT(section.table.rows[0][1], StartsWith("auth_threshold = filter_threshold = 0."));
+    EXPECT_THAT(section.table.rows[0],
+                testing::Contains("37.4 %").Times(2));  // of a comparison, and of a search of one
+    const Json told = jsonOf(evaluation)["recommended"]["identification"];
+    EXPECT_EQ(told["threshold"], evaluation.threshold());
+    EXPECT_EQ(told["isTold"], true);
+    EXPECT_NEAR(told["fmrAtMost"].get<double>(), 0.3745, 1e-4);
+}
+
+TEST(Evaluation, ASearchOfEnrolledPalmsComparesWithEachOnce) {
+    EvaluationPlan plan = usualPlan();
+    plan.gallery = 50;
+    plan.centres = 3;
+    EXPECT_EQ(plan.searched(), 150.0);
+    plan.enrolment = 4;
+    EXPECT_EQ(plan.searched(), 50.0);
+}
+
+std::string faultOf(const CaptureSet& set, const EvaluationPlan& plan) {
+    try {
+        const Evaluation evaluation(set, plan, kQuiet);
+    } catch (const Fault& fault) {
+        EXPECT_EQ(fault.ending(), Ending::no);
+        return fault.what() + ("\n" + fault.advice());
+    }
+    return "";
+}
+
+TEST(Evaluation, SaysWhenNoCaptureIsLeftBeyondTheEnrolment) {
+    EvaluationPlan plan = usualPlan();
+    plan.enrolment = 2;
+    EXPECT_EQ(faultOf(threePalms(), plan),
+              "no palm has a good capture left beyond the 2 of its enrolment\n"
+              "Take more pictures of each palm, or give a smaller --enrol; --ignore-guidance takes "
+              "pictures that the limits of the configuration refuse.");
+}
+
+TEST(Evaluation, SaysWhenOnlyOnePalmIsEnrolled) {
+    CaptureSet set = threePalms();
+    addCapture(set, 0, "anna_3.png", 0, 32);
+    set.captures.erase(set.captures.begin() + 3);  // the second of bela
+    EvaluationPlan plan = usualPlan();
+    plan.enrolment = 2;
+    EXPECT_EQ(faultOf(set, plan),
+              "only one palm has the 2 good captures of an enrolment\n"
+              "Take more pictures of the other palms, or give a smaller --enrol: without strangers "
+              "nothing can be said about them.");
+}
+
+TEST(Evaluation, SaysWhenNoPictureCouldBeRead) {
+    CaptureSet set;
+    set.palms = {"anna", "bela"};
+    set.unreadable = {"anna_1.png is no picture that can be read"};
+    EXPECT_EQ(faultOf(set, usualPlan()),
+              "no picture could be read\n"
+              "Give pictures (png, jpeg, pgm, ...), or raw planes of grey with --size.");
 }
 
 TEST_F(ReportOfThreePalms, NamesTheComparisonsToLookAt) {
@@ -266,7 +362,13 @@ TEST_F(ReportOfThreePalms, IsJsonForPrograms) {
     EXPECT_EQ(json["comparisons"]["palmPairs"], 3);
     EXPECT_EQ(json["scores"]["mean"]["eer"], 0.0);
     EXPECT_TRUE(json["scores"]["mean"]["fnmrAtFmr"][0]["fnmr"].is_null());
-    EXPECT_EQ(json["recommended"]["identification"]["isTold"], false);
+    const Json recommended = json["recommended"]["identification"];
+    EXPECT_EQ(recommended["isTold"], false);
+    for (const char* key :
+         {"threshold", "fmr", "fmrAtMost", "falseAcceptAtMost", "fnmr", "fnmrAtMost"}) {
+        EXPECT_TRUE(recommended[key].is_null()) << key;
+    }
+    EXPECT_LE(recommended["noStrangerReached"].get<double>(), 0.3001);
     EXPECT_FALSE(json.contains("searches"));
 }
 
@@ -320,7 +422,7 @@ TEST(Evaluation, OfEnrolledPalmsSearchesThem) {
     const std::vector<Section> sections = sectionsOf(evaluation);
     EXPECT_THAT(named(sections, "Captures").after,
                 ElementsAre("Enrolled from 1 capture: 3 of 3 palms; failure to enrol 0 %.",
-                            "Compared: 2 times a palm with itself, 4 times with another (4 pairs "
+                            "Compared: 2 times a palm with itself, 4 times with another (3 pairs "
                             "of palms)."));
     EXPECT_THAT(named(sections, "Searches").after,
                 ElementsAre("Too few probes to tell an FPIR of 1 %: it takes 300."));

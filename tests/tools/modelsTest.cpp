@@ -1,6 +1,8 @@
 // models, palms and bench.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "tools/workplace.h"
@@ -12,6 +14,8 @@ using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
 
 TEST(Models, PackAndUnpackGiveTheModelBack) {
     const ToolPlace place;
@@ -106,6 +110,45 @@ TEST(Palms, RenderSaysWhereItCannotWrite) {
                                HasSubstr("Name a folder that you may write to")));
     EXPECT_EQ(place.run({"palms", "render", place.file("a"), "--size", "big"}).exitStatus, 2);
     EXPECT_EQ(place.run({"palms", "render", place.file("a"), "--format", "jpg"}).exitStatus, 2);
+}
+
+TEST(Palms, RenderRefusesFramesTooSmallToDrawIn) {
+    const ToolPlace place;
+    for (const std::string size : {"1x1", "15x480", "640x15"}) {
+        const ToolRun run =
+            place.run({"palms", "render", place.file("a"), "--people", "1", "--size", size});
+        EXPECT_EQ(run.exitStatus, 2) << size;
+        EXPECT_EQ(run.err, "brairu: frames of " + size +
+                               " are too small to draw a palm in\n"
+                               "Give at least 16x16, like 640x480.\n");
+        EXPECT_FALSE(std::filesystem::exists(place.file("a"))) << size;
+    }
+}
+
+TEST(Palms, RenderDrawsTheSmallestFrames) {
+    const ToolPlace place;
+    const ToolRun run = place.run({"palms", "render", place.file("a"), "--people", "4",
+                                   "--captures", "2", "--empty", "20", "--size", "16x16"});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_THAT(run.out, StartsWith("36 frames "));
+}
+
+TEST(Bench, SaysWhenTheStoreDoesNotTakeThePalmsToSearch) {
+    const ToolPlace place;
+    const auto usualAction = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+    const rlimit small{100'000, usual.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const ToolRun run = place.run({"bench", "--runs", "1", "--gallery", "60"});
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    (void)std::signal(SIGXFSZ, usualAction);
+    EXPECT_EQ(run.exitStatus, 3);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("brairu: the store took "),
+                               HasSubstr(" of 60 palms\n"
+                                         "Make room in the folder for temporary files, or name "
+                                         "another in the environment variable TMPDIR.\n")));
+    EXPECT_THAT(run.out, Not(HasSubstr("search")));
 }
 
 TEST(Bench, TimesTheCallsOfADoor) {

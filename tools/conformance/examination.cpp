@@ -32,10 +32,10 @@ void examineLog(Journal& journal) {
                     std::to_string(written));
 }
 
-vx_context openContext(Journal& journal) {
+vx_context openContext(const std::string& wanted, Journal& journal) {
     journal.calls("vxCreateContext");
     const vx_context context = vxCreateContext();
-    if (!journal.expects("vxCreateContext", context != nullptr, "a context", "null")) {
+    if (!journal.expects("vxCreateContext", context != nullptr, wanted, "null")) {
         return nullptr;
     }
     journal.calls("vxGetStatus");
@@ -104,13 +104,27 @@ void runTrial(NetworkTrial& trial, const Network& network, const Questions& ques
                     network.name + ": the same output for the same picture", "another");
 }
 
-void tryNetwork(const Network& network, const Questions& questions, vx_context context,
-                Journal& journal) {
-    NetworkTrial trial(journal, context, network);
-    if (trial.prepare()) {
-        runTrial(trial, network, questions, journal);
+// A network in a context of its own.
+struct Resident {
+    const Network& network;
+    vx_context context;
+    NetworkTrial trial;
+    bool prepared = false;
+};
+
+// As in the library, all are alive together.
+std::vector<Resident> moveIn(const Questions& questions, Journal& journal) {
+    std::vector<Resident> residents;
+    for (const Network& network : questions.networks) {
+        const vx_context context =
+            openContext(residents.empty() ? "a context" : "a context beside another", journal);
+        if (context == nullptr) {
+            break;
+        }
+        residents.push_back({network, context, NetworkTrial(journal, context, network)});
+        residents.back().prepared = residents.back().trial.prepare();
     }
-    trial.release();
+    return residents;
 }
 
 struct PairOfStrangers {
@@ -118,25 +132,29 @@ struct PairOfStrangers {
     NetModel blobs = nullptr;
 };
 
-PairOfStrangers loadStrangers(const Questions& questions) {
+PairOfStrangers loadStrangers(const Questions& questions, Journal& journal) {
     const ModelPair one = readModels(questions.networks.front());
     const ModelPair other = readModels(questions.networks.back());
     std::uint32_t flag = 1;
     PairOfStrangers pair;
+    journal.calls("LoadNetModelFromMem");
     LoadNetModelFromMem(one.net.data.get(), one.net.size, &flag, &pair.net);
     LoadNetModelFromMem(other.blobs.data.get(), other.blobs.size, &flag, &pair.blobs);
     return pair;
 }
 
 void refuseStrangers(const Questions& questions, vx_context context, Journal& journal) {
-    const PairOfStrangers pair = loadStrangers(questions);
+    const PairOfStrangers pair = loadStrangers(questions, journal);
+    journal.calls("CreateNetGraph");
     vx_graph graph = CreateNetGraph(context, pair.net, pair.blobs, kEveryLayer, kAnyDevice);
     journal.calls("vxVerifyGraph");
     const vx_status status = vxVerifyGraph(graph);
     journal.expects("vxVerifyGraph", status != VX_SUCCESS,
                     "a fault for the description of one network with the weights of another",
                     statusText(status));
+    journal.calls("vxReleaseGraph");
     vxReleaseGraph(&graph);
+    journal.calls("UnLoadNetModel");
     UnLoadNetModel(pair.net);
     UnLoadNetModel(pair.blobs);
 }
@@ -146,12 +164,14 @@ void refuseUnreadableDescription(Journal& journal) {
     std::uint32_t flag = 1;
     NetModel model = nullptr;
     NetInputBlobList inputs{nullptr, 1};
+    journal.calls("LoadNetModelFromMem");
     LoadNetModelFromMem(text.data(), static_cast<std::uint32_t>(text.size()), &flag, &model);
     journal.calls("GetNetInputBlobs");
     const vx_status status = GetNetInputBlobs(model, &inputs);
     journal.expects("GetNetInputBlobs", status != VX_SUCCESS && inputs.count == 0,
                     "a fault and no input for what describes no network",
                     statusText(status) + ", " + std::to_string(inputs.count));
+    journal.calls("UnLoadNetModel");
     UnLoadNetModel(model);
 }
 
@@ -268,15 +288,19 @@ std::vector<std::function<void(Journal&)>> everyRefusal() {
 
 void examineLife(const Questions& questions, Journal& journal) {
     examineLog(journal);
-    const vx_context context = openContext(journal);
-    if (context == nullptr) {
-        return;
+    std::vector<Resident> residents = moveIn(questions, journal);
+    for (Resident& resident : residents) {
+        if (resident.prepared) {
+            runTrial(resident.trial, resident.network, questions, journal);
+        }
     }
-    for (const Network& network : questions.networks) {
-        tryNetwork(network, questions, context, journal);
+    if (!residents.empty()) {
+        refuseStrangers(questions, residents.front().context, journal);
     }
-    refuseStrangers(questions, context, journal);
-    closeContext(journal, context);
+    for (Resident& resident : residents) {
+        resident.trial.release();
+        closeContext(journal, resident.context);
+    }
 }
 
 std::span<const std::function<void(Journal&)>> refusals() {

@@ -14,7 +14,8 @@ struct Questions {
     double leastCosine = 0.0;
 };
 
-// A life of the stack: a context, every network run in it, everything given back.
+// A life of the stack: a context for each network, every network run while all are alive, everything
+// given back.
 void examineLife(const Questions& questions, Journal& journal);
 
 // What each operation has to refuse, one operation at a time.

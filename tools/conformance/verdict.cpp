@@ -1,5 +1,8 @@
 #include "verdict.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -45,21 +48,38 @@ constexpr std::array kOperations{
 constexpr char kCalls = '>';
 constexpr char kHeld = '+';
 constexpr char kBreach = '-';
+constexpr char kEnd = '.';
 
-std::string contentOf(int descriptor) {
-    std::string content;
-    std::array<char, 4096> piece{};
-    for (;;) {
-        const ssize_t read = ::read(descriptor, piece.data(), piece.size());
-        if (read > 0) {
-            content.append(piece.data(), static_cast<std::size_t>(read));
-        } else if (read == 0 || errno != EINTR) {
-            return content;
-        }
-    }
+// Whether something can be read, or the end, before patience is lost.
+bool awaitNote(int descriptor, std::chrono::milliseconds patience) {
+    pollfd note{descriptor, POLLIN, 0};
+    int ready = 0;
+    do {
+        ready = ::poll(&note, 1, static_cast<int>(patience.count()));
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0;
 }
 
-// Empty when the child ended as it should.
+struct Notes {
+    std::string content;
+    bool stalled = false;
+};
+
+Notes readNotes(int descriptor, std::chrono::milliseconds patience) {
+    Notes notes;
+    std::array<char, 4096> piece{};
+    while (awaitNote(descriptor, patience)) {
+        const ssize_t read = ::read(descriptor, piece.data(), piece.size());
+        if (read > 0) {
+            notes.content.append(piece.data(), static_cast<std::size_t>(read));
+        } else if (read == 0 || errno != EINTR) {
+            return notes;
+        }
+    }
+    notes.stalled = true;
+    return notes;
+}
+
 std::string endingOf(pid_t child) {
     int status = 0;
     while (::waitpid(child, &status, 0) < 0) {
@@ -70,8 +90,11 @@ std::string endingOf(pid_t child) {
     if (WIFSIGNALED(status)) {
         return "ended the process with signal " + std::to_string(WTERMSIG(status));
     }
-    const int exitStatus = WEXITSTATUS(status);
-    return exitStatus == 0 ? "" : "ended the process with status " + std::to_string(exitStatus);
+    return "ended the process with status " + std::to_string(WEXITSTATUS(status));
+}
+
+std::string stallOf(std::chrono::milliseconds patience) {
+    return "did not return within " + std::to_string(patience.count() / 1000) + " s";
 }
 
 // _exit: what the stack does when a process ends is not examined.
@@ -79,6 +102,7 @@ std::string endingOf(pid_t child) {
     Journal journal(descriptor);
     try {
         examination(journal);
+        journal.ends();
     } catch (const std::exception& fault) {
         (void)std::fprintf(stderr, "%s\n", fault.what());
         ::_exit(1);
@@ -99,6 +123,10 @@ bool Journal::expects(std::string_view operation, bool held, const std::string& 
     return held;
 }
 
+void Journal::ends() {
+    write(kEnd, "", "");
+}
+
 void Journal::write(char kind, std::string_view operation, const std::string& text) const {
     const std::string line = kind + std::string(operation) + "\t" + text + "\n";
     if (::write(descriptor_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
@@ -106,7 +134,7 @@ void Journal::write(char kind, std::string_view operation, const std::string& te
     }
 }
 
-Verdicts::Verdicts() {
+Verdicts::Verdicts(std::chrono::seconds patience) : patience_(patience) {
     for (const char* const operation : kOperations) {
         verdicts_.push_back({operation, 0, {}});
     }
@@ -115,7 +143,7 @@ Verdicts::Verdicts() {
 void Verdicts::examine(const std::function<void(Journal&)>& examination) {
     std::array<int, 2> notes{};
     (void)std::fflush(nullptr);
-    if (::pipe(notes.data()) != 0) {
+    if (::pipe2(notes.data(), O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe");
     }
     const pid_t child = ::fork();
@@ -127,9 +155,13 @@ void Verdicts::examine(const std::function<void(Journal&)>& examination) {
         runChild(examination, notes[1]);
     }
     ::close(notes[1]);
-    const std::string content = contentOf(notes[0]);
+    const Notes read = readNotes(notes[0], patience_);
     ::close(notes[0]);
-    add(content, endingOf(child));
+    if (read.stalled) {
+        ::kill(child, SIGKILL);
+    }
+    const std::string ending = endingOf(child);
+    add(read.content, read.stalled ? stallOf(patience_) : ending);
 }
 
 bool Verdicts::areAllKept() const {
@@ -139,7 +171,12 @@ bool Verdicts::areAllKept() const {
 void Verdicts::add(const std::string& notes, const std::string& ending) {
     std::istringstream lines(notes);
     std::string last;
+    bool ended = false;
     for (std::string line; std::getline(lines, line);) {
+        if (line[0] == kEnd) {
+            ended = true;
+            continue;
+        }
         const std::size_t tab = line.find('\t');
         last = line.substr(1, tab - 1);
         if (line[0] == kHeld) {
@@ -148,7 +185,7 @@ void Verdicts::add(const std::string& notes, const std::string& ending) {
             of(last).breaches.push_back(line.substr(tab + 1));
         }
     }
-    if (!ending.empty()) {
+    if (!ended) {
         of(last.empty() ? kOperations[0] : last).breaches.push_back(ending);
     }
 }

@@ -1,6 +1,7 @@
 // What an examination found out about each operation, and the way in which it is told.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <span>
 #include <string>
@@ -22,6 +23,9 @@ public:
     bool expects(std::string_view operation, bool held, const std::string& expectation,
                  const std::string& found = {});
 
+    // The examination is over: a process that ends without this was ended by the stack.
+    void ends();
+
 private:
     void write(char kind, std::string_view operation, const std::string& text) const;
 
@@ -40,10 +44,11 @@ struct Verdict {
 // One verdict an operation of the contract, in the order of its header.
 class Verdicts {
 public:
-    Verdicts();
+    // The examination of a stack whose operation takes longer than patience is given up.
+    explicit Verdicts(std::chrono::seconds patience = std::chrono::minutes(1));
 
-    // Runs an examination in a child process, so that neither a crash nor an exit of the stack ends
-    // this one, and adds what it noted.
+    // Runs an examination in a child process, so that neither a crash nor an exit nor a hang of the
+    // stack ends this one, and adds what it noted.
     void examine(const std::function<void(Journal&)>& examination);
 
     std::span<const Verdict> all() const { return verdicts_; }
@@ -53,6 +58,7 @@ private:
     void add(const std::string& notes, const std::string& ending);
     Verdict& of(std::string_view operation);
 
+    std::chrono::seconds patience_;
     std::vector<Verdict> verdicts_;
 };
 

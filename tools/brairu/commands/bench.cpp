@@ -74,6 +74,7 @@ public:
             const Template stranger = randomTemplate(random_);
             pvaDataBaseAddUserWithFeatSize(&key, stranger.data(), kTemplateBytes);
         }
+        requireStored();
         PvaAuthResult result{};
         add(timed(
             "search " + grouped(static_cast<unsigned long long>(palms)) + " palms (pvaGetAuthRes)",
@@ -91,6 +92,17 @@ public:
     }
 
 private:
+    // Not every add tells when the store refuses.
+    void requireStored() const {
+        const int stored = pvaDataBaseGetAllPalmCount();
+        if (stored != enrolled_) {
+            throw EngineFault(
+                "the store took " + std::to_string(stored) + " of " + counted(enrolled_, "palm"),
+                "Make room in the folder for temporary files, or name another in "
+                "the environment variable TMPDIR.");
+        }
+    }
+
     void add(const CallTimes& times) {
         table_.rows.push_back({times.call, inBrief(times.median()), inBrief(times.slowest())});
         list_.push_back({{"call", times.call},

@@ -97,12 +97,13 @@ private:
         for (const Section& section : sections) {
             say(report_, section);
         }
-        report_.conclude(json);
         if (!options_.report.empty()) {
             writeEvaluation(options_.report, evaluation, sections);
             report_.say("");
             report_.say("Report and pictures are in " + options_.report + ".");
         }
+        // Last: what fails before leaves its fault as the only document.
+        report_.conclude(json);
     }
 
     const EvalOptions& options_;
@@ -150,10 +151,11 @@ void addTargets(CLI::App& command, EvalOptions& options) {
         ->capture_default_str()
         ->type_name("PALMS");
     command
-        .add_option("--enrol", options.enrolment,
-                    "Captures of each palm that make its templates, as an enrolment does, and the "
-                    "others search them; 0 compares every two captures. 0 unless told otherwise, 3 "
-                    "for --rendered")
+        .add_option(
+            "--enrol", options.enrolment,
+            "Captures of each palm that make its templates, by the means of an enrolment, "
+            "and the others search them; 0 compares every two captures. 0 unless told otherwise, 3 "
+            "for --rendered")
         ->check(CLI::Range(0, 1000))
         ->type_name("N");
 }

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <map>
 
 #include "fault.h"
@@ -14,15 +15,26 @@ namespace brairu::tool {
 namespace {
 
 constexpr int kMost = 1'000'000;
+constexpr int kLeastSide = 16;  // shadows are drawn at a fraction of the frame's size
 
 struct RenderOptions {
     AlbumOptions album;
     std::string size = "640x480";
 };
 
+cv::Size sizeToDraw(const std::string& text) {
+    const cv::Size size = sizeFrom(text);
+    if (std::min(size.width, size.height) < kLeastSide) {
+        throw InputFault("frames of " + text + " are too small to draw a palm in",
+                         "Give at least " + std::to_string(kLeastSide) + "x" +
+                             std::to_string(kLeastSide) + ", like 640x480.");
+    }
+    return size;
+}
+
 Ending render(const RenderOptions& options, Report& report) {
     AlbumOptions album = options.album;
-    album.size = sizeFrom(options.size);
+    album.size = sizeToDraw(options.size);
     int drawn = 0;
     const auto progress = [&](int frame, int frames) {
         drawn = frame;

@@ -1,6 +1,10 @@
 #include "evaluation/errorCurve.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
+
+#include "evaluation/confidence.h"
 
 namespace brairu::tool {
 namespace {
@@ -50,6 +54,15 @@ OperatingPoint ErrorCurve::forFalseMatch(double rate) const {
         ++step;
     }
     return at(step);
+}
+
+OperatingPoint ErrorCurve::forFalseMatchBound(double rate) const {
+    const auto isAbove = [&](std::uint64_t falseMatches) {
+        return upperBound(falseMatches, impostors()) > rate;
+    };
+    // A higher threshold has no more false matches.
+    const auto found = std::ranges::partition_point(impostor_, isAbove);
+    return at(static_cast<int>(std::min(found, std::prev(impostor_.end())) - impostor_.begin()));
 }
 
 double equalErrorRate(const ErrorCurve& curve) {

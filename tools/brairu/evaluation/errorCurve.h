@@ -35,6 +35,9 @@ public:
     // none has so low a one.
     OperatingPoint forFalseMatch(double rate) const;
 
+    // The same for the rate that, at 95 % confidence, is not exceeded.
+    OperatingPoint forFalseMatchBound(double rate) const;
+
 private:
     // Comparisons that reach each step.
     std::vector<std::uint64_t> genuine_;

@@ -1,6 +1,7 @@
 #include "evaluation/evaluation.h"
 
 #include "fault.h"
+#include "report/numbers.h"
 
 namespace brairu::tool {
 namespace {
@@ -26,7 +27,7 @@ Evaluation::Evaluation(const CaptureSet& set, const EvaluationPlan& plan, const 
         recommend(ErrorCurve(sheet_.scores(Way::allThree)), {plan.falseAccept, plan.searched()});
     verification_ =
         recommend(ErrorCurve(sheet_.scores(Way::verification)), {plan.falseAccept, 1.0});
-    traits_ = tabulateTraits(set, genuine_, identification_.point.threshold, kTraitRanges);
+    traits_ = tabulateTraits(set, genuine_, threshold(), kTraitRanges);
 }
 
 void Evaluation::add(const Comparison& comparison) {
@@ -58,18 +59,52 @@ void Evaluation::keep(const Comparison& comparison) {
     }
 }
 
+double Evaluation::threshold() const {
+    return identification_.chosen ? identification_.chosen->point.threshold
+                                  : static_cast<double>(plan_.thresholds.auth);
+}
+
 void Evaluation::requireComparisons() const {
-    const ScorePair& scores = sheet_.scores(Way::allThree);
-    if (scores.genuine.count() == 0) {
-        throw Fault(Ending::no, "no palm has two captures to compare",
-                    "Take more pictures of each palm; --ignore-guidance takes pictures that the "
-                    "limits of the configuration refuse.");
+    if (set_.captures.empty() && !set_.unreadable.empty()) {
+        throw Fault(Ending::no, "no picture could be read",
+                    "Give pictures (png, jpeg, pgm, ...), or raw planes of grey with --size.");
     }
-    if (scores.impostor.count() == 0) {
-        throw Fault(Ending::no, "all captures are of one palm",
-                    "Take pictures of more palms: without strangers nothing can be said about "
-                    "them.");
+    requireGenuine();
+    requireImpostors();
+}
+
+void Evaluation::requireGenuine() const {
+    if (sheet_.scores(Way::allThree).genuine.count() > 0) {
+        return;
     }
+    if (enrolment_) {
+        throw Fault(Ending::no,
+                    "no palm has a good capture left beyond the " +
+                        std::to_string(plan_.enrolment) + " of its enrolment",
+                    "Take more pictures of each palm, or give a smaller --enrol; "
+                    "--ignore-guidance takes pictures that the limits of the configuration "
+                    "refuse.");
+    }
+    throw Fault(Ending::no, "no palm has two captures to compare",
+                "Take more pictures of each palm; --ignore-guidance takes pictures that the "
+                "limits of the configuration refuse.");
+}
+
+void Evaluation::requireImpostors() const {
+    if (sheet_.scores(Way::allThree).impostor.count() > 0) {
+        return;
+    }
+    if (enrolment_ && set_.palms.size() > 1) {
+        throw Fault(Ending::no,
+                    "only one palm has the " +
+                        counted(static_cast<long long>(plan_.enrolment), "good capture") +
+                        " of an enrolment",
+                    "Take more pictures of the other palms, or give a smaller --enrol: without "
+                    "strangers nothing can be said about them.");
+    }
+    throw Fault(Ending::no, "all captures are of one palm",
+                "Take pictures of more palms: without strangers nothing can be said about "
+                "them.");
 }
 
 }  // namespace brairu::tool

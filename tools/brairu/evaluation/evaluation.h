@@ -24,8 +24,9 @@ struct EvaluationPlan {
     double falseAccept = 0.001;  // what to recommend thresholds for
     double gallery = 100;        // palms
 
-    // Templates that a search compares with.
-    double searched() const { return gallery * centres; }
+    // Comparisons of a search: with every template, or, where palms are enrolled here, with every
+    // palm, since a comparison is with all templates of one.
+    double searched() const { return enrolment > 0 ? gallery : gallery * centres; }
 };
 
 // A comparison as scores.csv has it.
@@ -55,13 +56,18 @@ public:
 
     const Recommendation& identification() const { return identification_; }
     const Recommendation& verification() const { return verification_; }
-    // By the recommended rule of identification.
+    // What the report speaks of: the recommended threshold of identification, or the configured one
+    // when none is recommended.
+    double threshold() const;
+    // By the rule of identification, with all thresholds at that.
     const std::vector<TraitRow>& traits() const { return traits_; }
 
 private:
     void add(const Comparison& comparison);
     void keep(const Comparison& comparison);
     void requireComparisons() const;
+    void requireGenuine() const;
+    void requireImpostors() const;
 
     const CaptureSet& set_;
     EvaluationPlan plan_;

@@ -79,16 +79,21 @@ Json decisionsJson(const ScoreSheet::Decisions& decisions, double failureToAcqui
             {"frr", failureToAcquire + decisions.falseNonMatch() * acquired}};
 }
 
+// Without a recommendation all that would be said of it is null.
 Json recommendationJson(const Recommendation& recommendation) {
-    return {{"threshold", recommendation.point.threshold},
-            {"isTold", recommendation.isTold},
-            {"fmrNeeded", recommendation.neededFalseMatch},
-            {"comparisonsNeeded", recommendation.comparisonsNeeded},
-            {"fmr", recommendation.point.falseMatch},
-            {"fmrAtMost", recommendation.falseMatchBound},
-            {"falseAcceptAtMost", recommendation.falseAccept},
-            {"fnmr", recommendation.point.falseNonMatch},
-            {"fnmrAtMost", recommendation.falseNonMatchBound}};
+    const std::optional<RecommendedPoint>& chosen = recommendation.chosen;
+    const auto orNull = [&](auto value) { return chosen ? Json(value(*chosen)) : Json(); };
+    return {
+        {"threshold", orNull([](const auto& it) { return it.point.threshold; })},
+        {"isTold", recommendation.isTold},
+        {"noStrangerReached", recommendation.unreached ? Json(*recommendation.unreached) : Json()},
+        {"fmrNeeded", recommendation.neededFalseMatch},
+        {"comparisonsNeeded", recommendation.comparisonsNeeded},
+        {"fmr", orNull([](const auto& it) { return it.point.falseMatch; })},
+        {"fmrAtMost", orNull([](const auto& it) { return it.falseMatchBound; })},
+        {"falseAcceptAtMost", orNull([](const auto& it) { return it.falseAccept; })},
+        {"fnmr", orNull([](const auto& it) { return it.point.falseNonMatch; })},
+        {"fnmrAtMost", orNull([](const auto& it) { return it.falseNonMatchBound; })}};
 }
 
 Json searchesJson(const Evaluation& evaluation) {

@@ -1,5 +1,6 @@
 #include "evaluation/evaluationSections.h"
 
+#include <algorithm>
 #include <array>
 #include <map>
 
@@ -146,7 +147,9 @@ Section configuredRule(const Evaluation& evaluation) {
         plain(static_cast<double>(thresholds.filter)) +
         ". FMR and FNMR are of comparisons; FAR and FRR also count frames that are refused."};
     section.table.head = {"", "FMR", "accepted", "95 % sure: at most", "FNMR", "FAR", "FRR"};
-    section.table.rows = {decisionRow("identification, one template", sheet.identification(), lost),
+    section.table.rows = {decisionRow(evaluation.enrolment() ? "identification, one palm"
+                                                             : "identification, one template",
+                                      sheet.identification(), lost),
                           decisionRow("verification", sheet.verification(), lost)};
     const double searched = evaluation.plan().searched();
     section.after = {
@@ -197,23 +200,62 @@ Section twoThresholds(const Evaluation& evaluation) {
 // Settings for a rule, and what is known of them.
 std::vector<std::string> recommendationRow(const char* use, const char* settings,
                                            const Recommendation& recommendation) {
+    const std::string needed = percent(recommendation.neededFalseMatch);
+    if (!recommendation.chosen) {
+        return {use, kNotTold, needed, kNotTold, kNotTold, kNotTold, kNotTold};
+    }
+    const RecommendedPoint& chosen = *recommendation.chosen;
     return {use,
-            std::string(settings) + " " + threshold(recommendation.point.threshold),
-            percent(recommendation.neededFalseMatch),
-            percent(recommendation.point.falseMatch),
-            percent(recommendation.falseMatchBound),
-            percent(recommendation.falseAccept),
-            percent(recommendation.point.falseNonMatch)};
+            std::string(settings) + " " + threshold(chosen.point.threshold),
+            needed,
+            percent(chosen.point.falseMatch),
+            percent(chosen.falseMatchBound),
+            percent(chosen.falseAccept),
+            percent(chosen.point.falseNonMatch)};
 }
 
-std::string notToldLine(const char* use, const Recommendation& recommendation,
-                        const Evaluation& evaluation) {
-    return std::string("Too few comparisons to tell this for ") + use + ": an FMR of " +
-           percent(recommendation.neededFalseMatch) + " takes at least " +
-           grouped(recommendation.comparisonsNeeded) + " comparisons with other palms, there are " +
-           grouped(evaluation.sheet().scores(Way::mean).impostor.count()) +
-           ". The threshold is the lowest that none of them reached; more people may need a higher "
-           "one.";
+std::string whyNotTold(const char* use, const Recommendation& recommendation,
+                       const Evaluation& evaluation) {
+    const std::string needed = "an FMR of " + percent(recommendation.neededFalseMatch);
+    const std::string comparisons = grouped(evaluation.sheet().scores(Way::mean).impostor.count());
+    if (recommendation.isTold) {
+        return std::string("No threshold for ") + use + " has " + needed + " in the " +
+               comparisons + " comparisons with other palms.";
+    }
+    return std::string("Too few palms to recommend a threshold for ") + use + ": " + needed +
+           " takes at least " + grouped(recommendation.comparisonsNeeded) +
+           " comparisons with other palms, there are " + comparisons + ".";
+}
+
+// configured: the lowest threshold of the rule.
+std::string insteadOfTold(const Recommendation& recommendation, float configured) {
+    if (!recommendation.unreached) {
+        return "Some strangers reach every threshold: look for pictures under a wrong name.";
+    }
+    const std::string unreached = "No stranger reached " + threshold(*recommendation.unreached);
+    return *recommendation.unreached <= static_cast<double>(configured)
+               ? unreached + ", which is no reason to go below the configured " +
+                     plain(static_cast<double>(configured)) + "."
+               : unreached +
+                     ": raise the configured thresholds to it where they are lower; more people "
+                     "may need more.";
+}
+
+void addNotTold(Section& section, const char* use, const Recommendation& recommendation,
+                const Evaluation& evaluation, float configured) {
+    if (!recommendation.chosen) {
+        section.after.push_back(whyNotTold(use, recommendation, evaluation) + " " +
+                                insteadOfTold(recommendation, configured));
+    }
+}
+
+std::string palmPairLine(const Evaluation& evaluation) {
+    const ScoreDistribution& highest = evaluation.palmPairs().highest();
+    const auto step = static_cast<std::size_t>(ScoreDistribution::stepAt(evaluation.threshold()));
+    return "Counted by pairs of palms, one is 95 % sure that at most " +
+           percent(upperBound(highest.reaching()[step], highest.count())) +
+           " of them are ever taken for each other by identification at " +
+           threshold(evaluation.threshold()) + ".";
 }
 
 Section recommended(const Evaluation& evaluation) {
@@ -236,17 +278,10 @@ Section recommended(const Evaluation& evaluation) {
     section.table.rows = {
         recommendationRow("identification", "auth_threshold = filter_threshold =", search),
         recommendationRow("verification", "auth_threshold =", pair)};
-    if (!search.isTold) {
-        section.after.push_back(notToldLine("identification", search, evaluation));
-    }
-    if (!pair.isTold) {
-        section.after.push_back(notToldLine("verification", pair, evaluation));
-    }
-    const ScoreDistribution& highest = evaluation.palmPairs().highest();
-    const auto step = static_cast<std::size_t>(ScoreDistribution::stepAt(search.point.threshold));
-    section.after.push_back("Counted by pairs of palms, one is 95 % sure that at most " +
-                            percent(upperBound(highest.reaching()[step], highest.count())) +
-                            " of them are ever taken for each other by identification.");
+    addNotTold(section, "identification", search, evaluation,
+               std::min(plan.thresholds.auth, plan.thresholds.filter));
+    addNotTold(section, "verification", pair, evaluation, plan.thresholds.auth);
+    section.after.push_back(palmPairLine(evaluation));
     section.after.emplace_back(
         "One auth_threshold serves both: a host that identifies and verifies takes the higher "
         "one.");
@@ -288,9 +323,9 @@ std::string shareText(std::uint64_t part, std::uint64_t whole) {
 Section traits(const Evaluation& evaluation) {
     Section section{"Errors by condition", {}, {}, {}};
     section.before = {
-        "Five ranges with as many frames in each; FNMR at the threshold recommended for "
-        "identification, " +
-        threshold(evaluation.identification().point.threshold) + "."};
+        "Five ranges with as many frames in each; FNMR of identification at the " +
+        std::string(evaluation.identification().chosen ? "recommended" : "configured") +
+        " threshold, " + threshold(evaluation.threshold()) + "."};
     section.table.head = {"condition", "range", "frames", "refused", "comparisons", "FNMR"};
     for (const TraitRow& row : evaluation.traits()) {
         const std::string unit = row.trait.unit.empty() ? "" : ", " + row.trait.unit;

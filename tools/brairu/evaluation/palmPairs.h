@@ -2,7 +2,7 @@
 // say less than one each of a hundred pairs.
 #pragma once
 
-#include <optional>
+#include <vector>
 
 #include "evaluation/comparisons.h"
 #include "evaluation/scoreDistribution.h"
@@ -11,21 +11,16 @@ namespace brairu::tool {
 
 class PalmPairs {
 public:
-    // Of comparisons of two palms, pair by pair.
+    // Of comparisons of two palms; which of them is the probe makes no other pair.
     void add(const Comparison& comparison, float score);
 
-    // The highest score of each pair so far; call finish before.
+    // The highest score of each pair; call finish before, after the last.
     const ScoreDistribution& highest() const { return highest_; }
     void finish();
 
 private:
-    struct Pair {
-        std::size_t probePalm;
-        std::size_t referencePalm;
-        float highest;
-    };
-
-    std::optional<Pair> current_;
+    // By the palm of the higher number, then by the other.
+    std::vector<std::vector<float>> pairs_;
     ScoreDistribution highest_;
 };
 

@@ -3,16 +3,36 @@
 #include "evaluation/confidence.h"
 
 namespace brairu::tool {
+namespace {
+
+std::optional<RecommendedPoint> choose(const ErrorCurve& curve, const Target& target, double rate) {
+    RecommendedPoint chosen;
+    chosen.point = curve.forFalseMatchBound(rate);
+    chosen.falseMatchBound = upperBound(chosen.point.falseMatches, curve.impostors());
+    if (chosen.falseMatchBound > rate) {
+        return std::nullopt;
+    }
+    chosen.falseAccept = rateOfAny(chosen.falseMatchBound, target.comparisons);
+    chosen.falseNonMatchBound = upperBound(chosen.point.falseNonMatches, curve.genuine());
+    return chosen;
+}
+
+std::optional<double> lowestUnreached(const ErrorCurve& curve) {
+    const OperatingPoint point = curve.forFalseMatch(0.0);
+    return point.falseMatches == 0 ? std::optional(point.threshold) : std::nullopt;
+}
+
+}  // namespace
 
 Recommendation recommend(const ErrorCurve& curve, const Target& target) {
     Recommendation result;
     result.neededFalseMatch = rateOfEach(target.falseAccept, target.comparisons);
-    result.isTold = lowestTold(curve.impostors()) <= result.neededFalseMatch;
     result.comparisonsNeeded = trialsToTell(result.neededFalseMatch);
-    result.point = curve.forFalseMatch(result.isTold ? result.neededFalseMatch : 0.0);
-    result.falseMatchBound = upperBound(result.point.falseMatches, curve.impostors());
-    result.falseAccept = rateOfAny(result.falseMatchBound, target.comparisons);
-    result.falseNonMatchBound = upperBound(result.point.falseNonMatches, curve.genuine());
+    result.isTold = lowestTold(curve.impostors()) <= result.neededFalseMatch;
+    if (result.isTold) {
+        result.chosen = choose(curve, target, result.neededFalseMatch);
+    }
+    result.unreached = lowestUnreached(curve);
     return result;
 }
 
