@@ -11,9 +11,9 @@ using ConfigDocument = nlohmann::ordered_json;
 
 class ConfigStore {
 public:
-    // Parses the file into the document and makes it the target of save(), even when it fails and
-    // wherever the working directory leads later. A failure is printed on standard output. After a parse error the document is what the parser
-    // left of it.
+    // Parses the file into the document and makes it the target of save(), wherever the working
+    // directory leads later and even when it fails: that is printed on standard output. After a
+    // parse error the document is what the parser left of it.
     bool load(const std::string& path);
 
     // Rewrites the file from the document. A failure is silent. A power cut leaves the old or the

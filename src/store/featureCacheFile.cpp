@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "store/storeLog.h"
+#include "utils/lackOfSpace.h"
 
 namespace brairu {
 namespace {
@@ -22,10 +23,6 @@ constexpr mode_t kFileMode = 0666;
 // Files for any sensible number of centres are smaller. Beyond, disk space is not reserved and the
 // file is not read ahead: a typing error must cost neither the disk nor minutes.
 constexpr std::uint64_t kLargestSensibleFile = std::uint64_t{64} << 20;
-
-bool isLackOfSpace(int error) {
-    return error == ENOSPC || error == EDQUOT;
-}
 
 // Takes the disk space of the whole file now: a full disk is met here and not by a write to the
 // mapping, which would end the process. Where the file system cannot do this, what the file grew by
@@ -66,8 +63,7 @@ FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
       note_(path_ + ".changed"),
       capacity_(capacity),
       recordSize_(recordSize),
-      fileSize_(capacity + std::uint64_t{capacity} * recordSize),
-      doubtful_(note_.wasFound()) {
+      fileSize_(capacity + std::uint64_t{capacity} * recordSize) {
     if (capacity_ == 0 || recordSize_ == 0) {
         return;
     }
@@ -233,7 +229,7 @@ bool FeatureCacheFile::clear() {
 void FeatureCacheFile::settle() {
     if (isMapped() && ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0) {
         note_.withdraw();
-        doubtful_ = false;
+        doubted_ = false;
     }
 }
 

@@ -64,10 +64,10 @@ public:
 
     // Whether the file may disagree with the table though the numbers agree: an earlier process
     // changed it and may have ended in between, it had another size, or doubt() was called.
-    bool isDoubtful() const { return doubtful_; }
+    bool isDoubtful() const { return note_.wasFound() || doubted_; }
 
     // For a change that the table did not follow.
-    void doubt() { doubtful_ = true; }
+    void doubt() { doubted_ = true; }
 
     // Ends the doubt, once the content is known to be right: waits until all of it is on the disk.
     void settle();
@@ -117,7 +117,7 @@ private:
     std::uint8_t* mapping_ = nullptr;
     mutable bool lost_ = false;  // was found cut
     std::uint64_t openedSize_ = 0;
-    bool doubtful_ = false;
+    bool doubted_ = false;
 };
 
 }  // namespace brairu

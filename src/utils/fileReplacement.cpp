@@ -9,6 +9,7 @@
 
 #include "utils/fileDescriptor.h"
 #include "utils/folderSync.h"
+#include "utils/lackOfSpace.h"
 #include "utils/pipe.h"
 #include "utils/writeAll.h"
 
@@ -49,7 +50,7 @@ Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
     struct stat original {};
     if (isPlainFile(path, original) && ::access(path.c_str(), W_OK) == 0) {
         fd_.reset(::mkostemp(name_.data(), O_CLOEXEC));
-        lacksSpace_ = !fd_.isOpen() && (errno == ENOSPC || errno == EDQUOT);
+        lacksSpace_ = !fd_.isOpen() && isLackOfSpace(errno);
         ready_ = fd_.isOpen() && resemble(original);
     }
 }

@@ -8,6 +8,7 @@
 #include <array>
 #include <filesystem>
 
+#include "checksum.h"
 #include "examination/configExamination.h"
 #include "fault.h"
 #include "modelPacker/modelContainer.h"
@@ -88,19 +89,10 @@ std::vector<NamedContainer> configuredContainers(const std::string& configPath) 
     return containers;
 }
 
-// BLAKE2b-256 of a model, in hex: equal for every packing of one model.
-std::string checksumOf(const ModelBuffer& model) {
-    std::array<unsigned char, crypto_generichash_BYTES> sum{};
-    crypto_generichash(sum.data(), sum.size(), model.data.get(), model.size, nullptr, 0);
-    std::array<char, 2 * sum.size() + 1> text{};
-    sodium_bin2hex(text.data(), text.size(), sum.data(), sum.size());
-    return text.data();
-}
-
 struct ContainerInfo {
     NamedContainer container;
     std::uint32_t modelBytes = 0;
-    std::string checksum;
+    std::string checksum;  // of the model: equal for every packing of it
 };
 
 ContainerInfo examine(const NamedContainer& container) {
@@ -110,7 +102,7 @@ ContainerInfo examine(const NamedContainer& container) {
         throw InputFault(container.path + " is no model container",
                          "A container is made with \"brairu models pack\".");
     }
-    return {container, model.size, checksumOf(model)};
+    return {container, model.size, checksumOf({model.data.get(), model.size})};
 }
 
 Ending inform(const std::vector<std::string>& paths, const Settings& settings, Report& report) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "evaluation/share.h"
+
 namespace brairu::tool {
 
 std::size_t CaptureSet::probesTaken() const {
@@ -18,8 +20,7 @@ std::size_t CaptureSet::probesAcquired() const {
 
 double CaptureSet::failureToAcquire() const {
     const std::size_t taken = probesTaken();
-    return taken == 0 ? 0.0
-                      : static_cast<double>(taken - probesAcquired()) / static_cast<double>(taken);
+    return share(taken - probesAcquired(), taken);
 }
 
 }  // namespace brairu::tool

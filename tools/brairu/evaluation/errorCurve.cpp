@@ -1,17 +1,12 @@
 #include "evaluation/errorCurve.h"
 
-#include <algorithm>
 #include <cmath>
-#include <iterator>
 
 #include "evaluation/confidence.h"
+#include "evaluation/share.h"
 
 namespace brairu::tool {
 namespace {
-
-double share(std::uint64_t part, std::uint64_t whole) {
-    return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
-}
 
 double difference(const OperatingPoint& point) {
     return std::abs(point.falseMatch - point.falseNonMatch);
@@ -49,20 +44,15 @@ OperatingPoint ErrorCurve::equalError() const {
 }
 
 OperatingPoint ErrorCurve::forFalseMatch(double rate) const {
-    int step = 0;
-    while (step + 1 < steps() && at(step).falseMatch > rate) {
-        ++step;
-    }
-    return at(step);
+    return at(firstStepWhere(impostor_, [&](std::uint64_t falseMatches) {
+        return share(falseMatches, impostors()) <= rate;
+    }));
 }
 
 OperatingPoint ErrorCurve::forFalseMatchBound(double rate) const {
-    const auto isAbove = [&](std::uint64_t falseMatches) {
-        return upperBound(falseMatches, impostors()) > rate;
-    };
-    // A higher threshold has no more false matches.
-    const auto found = std::ranges::partition_point(impostor_, isAbove);
-    return at(static_cast<int>(std::min(found, std::prev(impostor_.end())) - impostor_.begin()));
+    return at(firstStepWhere(impostor_, [&](std::uint64_t falseMatches) {
+        return upperBound(falseMatches, impostors()) <= rate;
+    }));
 }
 
 double equalErrorRate(const ErrorCurve& curve) {

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "evaluation/confidence.h"
+#include "evaluation/share.h"
 #include "report/numbers.h"
 #include "svg/svg.h"
 
@@ -166,16 +167,12 @@ constexpr std::array kCurves{CurveStyle{Way::block0, "#6b9ac4"}, CurveStyle{Way:
 
 // ---- Conditions ----
 
-double shareOf(std::uint64_t part, std::uint64_t whole) {
-    return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
-}
-
 double missRate(const TraitRange& range) {
-    return shareOf(range.missed, range.comparisons);
+    return share(range.missed, range.comparisons);
 }
 
 double refusalRate(const TraitRange& range) {
-    return shareOf(range.refused, range.captures);
+    return share(range.refused, range.captures);
 }
 
 double highestOf(const TraitRow& row, double (*rate)(const TraitRange&)) {

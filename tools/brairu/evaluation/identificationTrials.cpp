@@ -3,18 +3,6 @@
 #include <algorithm>
 
 namespace brairu::tool {
-namespace {
-
-// The first step at which no more than this many trials reach the threshold.
-int firstStepWithAtMost(const std::vector<std::uint64_t>& reaching, double most) {
-    const auto found = std::ranges::find_if(
-        reaching, [&](std::uint64_t count) { return static_cast<double>(count) <= most; });
-    const auto last = std::prev(reaching.end());
-    return static_cast<int>(std::min(found, last) - reaching.begin());
-}
-
-}  // namespace
-
 void IdentificationTrials::add(const Comparison& comparison, float score) {
     Trial& trial = trials_[comparison.probe];
     if (comparison.isGenuine()) {
@@ -40,7 +28,8 @@ IdentificationPoint IdentificationTrials::forFalsePositive(double rate) const {
     }
     const auto all = static_cast<double>(trials_.size());
     const std::vector<std::uint64_t> reaching = others.reaching();
-    const int step = firstStepWithAtMost(reaching, rate * all);
+    const int step = firstStepWhere(
+        reaching, [&](std::uint64_t count) { return static_cast<double>(count) <= rate * all; });
     const auto index = static_cast<std::size_t>(step);
     const auto found = static_cast<double>(own.reaching()[index] - mistaken.reaching()[index]);
     return {ScoreDistribution::thresholdOf(step), static_cast<double>(reaching[index]) / all,

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 
+#include "evaluation/share.h"
+
 namespace brairu::tool {
 namespace {
 
@@ -42,10 +44,6 @@ double errorOf(const PvaHandPose& pose, const std::array<cv::Point2f, PVA_KEY_PO
                        static_cast<double>(pose.keyPoints[i].y) - static_cast<double>(truth[i].y));
     }
     return sum / static_cast<double>(truth.size()) / longSide(truth);
-}
-
-double share(double part, std::uint64_t whole) {
-    return whole == 0 ? 0.0 : part / static_cast<double>(whole);
 }
 
 class RenderedCollection {
@@ -133,15 +131,15 @@ private:
 }  // namespace
 
 double DetectionTally::foundShare() const {
-    return share(static_cast<double>(found), hands);
+    return share(found, hands);
 }
 
 double DetectionTally::keyPointError() const {
-    return share(errorSum, usable);
+    return usable == 0 ? 0.0 : errorSum / static_cast<double>(usable);
 }
 
 double DetectionTally::falseAlarmShare() const {
-    return share(static_cast<double>(falseAlarms), handless);
+    return share(falseAlarms, handless);
 }
 
 RenderedSet collectRendered(const RenderedPeople& people, const ConfigDocument& config,

@@ -2,7 +2,10 @@
 // a few.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <iterator>
 #include <vector>
 
 namespace brairu::tool {
@@ -35,6 +38,14 @@ private:
     std::vector<std::uint64_t> counts_ = std::vector<std::uint64_t>(kSteps);
     std::uint64_t count_ = 0;
 };
+
+// Of counts that reach each step, the first step whose count fits; the last step if none does. Counts
+// fall from step to step, and where one fits, lower ones have to fit too.
+template <typename Fits>
+int firstStepWhere(const std::vector<std::uint64_t>& reaching, Fits fits) {
+    const auto found = std::ranges::partition_point(reaching, std::not_fn(fits));
+    return static_cast<int>(std::min(found, std::prev(reaching.end())) - reaching.begin());
+}
 
 // Of comparisons of captures of one palm, and of two.
 struct ScorePair {

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 
+#include "evaluation/share.h"
+
 namespace brairu::tool {
 namespace {
-
-double share(std::uint64_t part, std::uint64_t whole) {
-    return whole == 0 ? 0.0 : static_cast<double>(part) / static_cast<double>(whole);
-}
 
 // NaN if any is: no threshold accepts it.
 float least(float a, float b) {
@@ -19,7 +17,7 @@ float ruleScore(const BlockSimilarities& scores, float filterOffset) {
     return least(least(scores[0], scores[1]), scores[2] - filterOffset);
 }
 
-constexpr float kVerificationOffset = -0.1f;
+const float kVerificationOffset = static_cast<float>(thirdBlockThreshold(0.0f));
 
 }  // namespace
 

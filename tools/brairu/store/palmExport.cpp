@@ -2,12 +2,12 @@
 
 #include <sodium.h>
 
-#include <array>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <span>
 
+#include "checksum.h"
 #include "fault.h"
 #include "store/palmTemplate.h"
 
@@ -38,16 +38,13 @@ Bytes templateFrom(const std::string& text) {
     return valid && size == bytes.size() && end == text.data() + text.size() ? bytes : Bytes();
 }
 
-std::string checksumOf(std::size_t number, const PalmRecord& palm) {
+std::string lineChecksum(std::size_t number, const PalmRecord& palm) {
     const std::string numbers = std::to_string(number) + "\n" + std::to_string(palm.userid) + "\n" +
                                 std::to_string(palm.palmindex) + "\n" +
                                 std::to_string(palm.learnCount) + "\n";
     Bytes bytes(numbers.begin(), numbers.end());
     bytes.insert(bytes.end(), palm.templates.begin(), palm.templates.end());
-    std::array<std::uint8_t, crypto_generichash_BYTES> hash{};
-    crypto_generichash(hash.data(), hash.size(), bytes.data(), bytes.size(), nullptr, 0);
-    std::array<char, 2 * crypto_generichash_BYTES + 1> hex{};
-    return sodium_bin2hex(hex.data(), hex.size(), hash.data(), hash.size());
+    return checksumOf(bytes);
 }
 
 Json jsonOf(std::size_t number, const PalmRecord& palm) {
@@ -58,7 +55,7 @@ Json jsonOf(std::size_t number, const PalmRecord& palm) {
     }
     return {{"number", number},       {"user", palm.userid},
             {"palm", palm.palmindex}, {"learn_count", palm.learnCount},
-            {"templates", templates}, {"checksum", checksumOf(number, palm)}};
+            {"templates", templates}, {"checksum", lineChecksum(number, palm)}};
 }
 
 PalmRecord palmFrom(const Json& json) {
@@ -132,7 +129,7 @@ private:
         const Json json = nextLine(name);
         try {
             PalmRecord palm = palmFrom(json);
-            if (json.at("number") != number || json.at("checksum") != checksumOf(number, palm) ||
+            if (json.at("number") != number || json.at("checksum") != lineChecksum(number, palm) ||
                 palm.templates.size() != static_cast<std::size_t>(centreCount) * kTemplateBytes) {
                 fail("is damaged: the checksum of " + name + " is wrong");
             }
