@@ -33,6 +33,8 @@
  *     which pvaRegister takes as well while it commits, and which a call that throws releases.
  *     Enrolments share one buffer: the captures of two must not mix. All this supposes that no key
  *     is missing from the configuration, since a call that looks for one puts it in as null.
+ *     In a forked copy of a process that has an engine, make none of these calls, and end the copy
+ *     by exec or _exit: exit would give back what the NPU holds for the first process.
  *  7. Features. The features of one capture are three blocks of 512 signed bytes, end to end: 1536
  *     bytes. The length of a block is also in the configuration ("feature_len"); 512 is the only
  *     one that is supported, and with a larger one the calls that take features would read as much
@@ -129,11 +131,11 @@ typedef struct PvaAuthResult {
 /* ---- Start and stop ------------------------------------------------------------------------ */
 
 /* Starts the engine with the JSON configuration file at configPath; relative paths in it are taken
- * from the working directory of the first start, which may change later. The first start loads the networks, maps the feature cache and opens
- * the template database; later ones read the file again and check the store again. Returns 1. A
- * file that cannot be read or parsed is reported on standard output, and the start goes on with
- * the document of an earlier start, if there is one. Throws: std::logic_error for a null path;
- * Config. */
+ * from the working directory of the first start, which may change later. The first start loads the
+ * networks, maps the feature cache and opens the template database; later ones read the file again
+ * and check the store again. Returns 1. A file that cannot be read or parsed is reported on
+ * standard output, and the start goes on with the document of an earlier start, if there is one.
+ * Throws: std::logic_error for a null path; Config. */
 uint32_t init_pva(const char *configPath);
 
 /* Withdraws the engine; networks, store and connection stay until the process exits, ready for the

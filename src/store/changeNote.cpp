@@ -24,13 +24,14 @@ bool ChangeNote::isThere() const {
 
 // A note that was found need not be on the disk yet: its process may have been killed before. One
 // that was left may be gone: another process found the cache to be right.
-void ChangeNote::leave() {
+bool ChangeNote::leave() {
     if (left_ && isThere()) {
-        return;
+        return true;
     }
     const FileDescriptor fd(
         ::open(path_.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, kFileMode));
     left_ = fd.isOpen() && ::fsync(fd.get()) == 0 && syncFolderOf(path_);
+    return left_;
 }
 
 void ChangeNote::withdraw() {

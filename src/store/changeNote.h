@@ -15,8 +15,8 @@ public:
     bool wasFound() const { return found_; }
 
     // Before a change: leaves the note, so that it outlives a power cut from here on, unless it is
-    // there already. Where that cannot be done it is tried again at the next call.
-    void leave();
+    // there already. False where that cannot be done: it is tried again at the next call.
+    bool leave();
 
     // Once the cache is known to be right and is on the disk.
     void withdraw();

@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "store/storeLog.h"
-#include "utils/lackOfSpace.h"
 
 namespace brairu {
 namespace {
@@ -24,18 +23,33 @@ constexpr mode_t kFileMode = 0666;
 // file is not read ahead: a typing error must cost neither the disk nor minutes.
 constexpr std::uint64_t kLargestSensibleFile = std::uint64_t{64} << 20;
 
-// Takes the disk space of the whole file now: a full disk is met here and not by a write to the
-// mapping, which would end the process. Where the file system cannot do this, what the file grew by
-// is written instead.
+// 0, or an error of errno's.
+template <typename Call>
+int errorOf(const Call& call) {
+    int error = call();
+    while (error == EINTR) {
+        error = call();
+    }
+    return error;
+}
+
+// Takes the disk space of the whole file before the file has its size: a full disk is met here and
+// not by a write to the mapping, which would end the process. Where the file system cannot do this,
+// what the file is to grow by is written instead, from its old end on: cut short, it is not yet of
+// its size, and the next start goes on. What knows neither way, such as a device, has no disk.
 bool reserve(int fd, std::uint64_t oldSize, std::uint64_t size) {
-    if (size > kLargestSensibleFile || ::fallocate(fd, 0, 0, static_cast<off_t>(size)) == 0) {
+    if (size > kLargestSensibleFile) {
         return true;
     }
-    if (errno == EOPNOTSUPP && size > oldSize) {
-        errno =
-            ::posix_fallocate(fd, static_cast<off_t>(oldSize), static_cast<off_t>(size - oldSize));
+    const auto end = static_cast<off_t>(size);
+    const auto begin = std::min(static_cast<off_t>(oldSize), end);
+    int error = errorOf([&] { return ::fallocate(fd, 0, 0, end) == 0 ? 0 : errno; });
+    if (error == EOPNOTSUPP && begin < end) {
+        error = errorOf([&] { return ::posix_fallocate(fd, begin, end - begin); });
     }
-    return !isLackOfSpace(errno);
+    errno = error;
+    return error == 0 || error == EOPNOTSUPP || error == ENOSYS || error == ENODEV ||
+           error == ESPIPE;
 }
 
 // A file that could not be filled must not pass for a full one at the next start.
@@ -67,7 +81,7 @@ FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
     if (capacity_ == 0 || recordSize_ == 0) {
         return;
     }
-    fd_.reset(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kFileMode));
+    fd_.reset(offStandardStreams(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kFileMode)));
     if (!fd_.isOpen()) {
         std::perror("open");
         return;
@@ -83,11 +97,11 @@ bool FeatureCacheFile::resize() {
         openedSize_ = static_cast<std::uint64_t>(status.st_size);
     }
     if (openedSize_ > 0 && openedSize_ != fileSize_) {
+        doubted_ = true;
         note_.leave();
-        doubt();
     }
-    if (::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0 ||
-        !reserve(fd_.get(), openedSize_, fileSize_)) {
+    if (!reserve(fd_.get(), openedSize_, fileSize_) ||
+        ::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0) {
         giveBack(fd_.get(), openedSize_);
         std::perror("ftruncate");
         fd_.reset();
@@ -165,6 +179,11 @@ bool FeatureCacheFile::beginChange() {
     return true;
 }
 
+bool FeatureCacheFile::doubt() {
+    doubted_ = true;
+    return !isMapped() || note_.leave();
+}
+
 bool FeatureCacheFile::place(std::int64_t slot, std::span<const std::int8_t> record) {
     if (mapping_ == nullptr || lost_ || !isInside(slot) || record.size() != recordSize_) {
         return false;
@@ -240,7 +259,7 @@ int FeatureCacheFile::close() {
 
 bool FeatureCacheFile::reload() {
     close();
-    fd_.reset(::open(path_.c_str(), O_RDWR | O_CLOEXEC, kFileMode));
+    fd_.reset(offStandardStreams(::open(path_.c_str(), O_RDWR | O_CLOEXEC, kFileMode)));
     if (!fd_.isOpen()) {
         std::perror("reload open");
         return false;

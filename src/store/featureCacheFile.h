@@ -16,6 +16,12 @@
 
 namespace brairu {
 
+// From first to before end.
+struct SlotRange {
+    std::int64_t first = 0;
+    std::int64_t end = 0;
+};
+
 class FeatureCacheFile {
 public:
     static constexpr std::uint8_t kOccupied = 1;
@@ -66,8 +72,8 @@ public:
     // changed it and may have ended in between, it had another size, or doubt() was called.
     bool isDoubtful() const { return note_.wasFound() || doubted_; }
 
-    // For a change that the table did not follow.
-    void doubt() { doubted_ = true; }
+    // For a change that the table did not follow. False where no note tells the next process so.
+    bool doubt();
 
     // Ends the doubt, once the content is known to be right: waits until all of it is on the disk.
     void settle();

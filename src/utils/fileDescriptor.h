@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -32,5 +33,16 @@ public:
 private:
     int fd_;
 };
+
+// The descriptor itself, or a copy in its place if it is one of the three standard ones: what
+// anybody prints would go into the file where a host runs with these closed. Negative, with errno,
+// for one that is not open or cannot be copied.
+inline int offStandardStreams(int fd) {
+    if (fd < 0 || fd > STDERR_FILENO) {
+        return fd;
+    }
+    const FileDescriptor standard(fd);
+    return ::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
 
 }  // namespace brairu

@@ -39,6 +39,7 @@ public:
 
 private:
     bool resemble(const struct stat& original) const;
+    bool belongsTo(const struct stat& original) const;
 
     std::string name_;
     FileDescriptor fd_;
@@ -49,7 +50,7 @@ private:
 Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
     struct stat original {};
     if (isPlainFile(path, original) && ::access(path.c_str(), W_OK) == 0) {
-        fd_.reset(::mkostemp(name_.data(), O_CLOEXEC));
+        fd_.reset(offStandardStreams(::mkostemp(name_.data(), O_CLOEXEC)));
         lacksSpace_ = !fd_.isOpen() && isLackOfSpace(errno);
         ready_ = fd_.isOpen() && resemble(original);
     }
@@ -62,8 +63,16 @@ Sibling::~Sibling() {
 }
 
 bool Sibling::resemble(const struct stat& original) const {
-    return ::fchown(fd_.get(), original.st_uid, original.st_gid) == 0 &&
-           ::fchmod(fd_.get(), original.st_mode & 07777) == 0;
+    return belongsTo(original) && ::fchmod(fd_.get(), original.st_mode & 07777) == 0;
+}
+
+// Nobody but root gives a file to a group that it is not in. The group may then be another one, if
+// it has no right that not everybody has.
+bool Sibling::belongsTo(const struct stat& original) const {
+    const mode_t ofGroup = original.st_mode & S_IRWXG;
+    const mode_t ofOthers = original.st_mode & S_IRWXO;
+    return ::fchown(fd_.get(), original.st_uid, original.st_gid) == 0 ||
+           (original.st_uid == ::geteuid() && ofGroup >> 3 == ofOthers);
 }
 
 bool Sibling::write(const std::string& text) const {
@@ -107,6 +116,9 @@ bool replaceFile(const std::string& path, const std::string& text) {
         }
         if (sibling.takePlaceOf(path)) {
             return true;
+        }
+        if (isLackOfSpace(errno)) {
+            return false;
         }
     }
     return truncateAndWrite(path, text);

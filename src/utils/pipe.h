@@ -1,15 +1,15 @@
 #pragma once
 
-#include <filesystem>
+#include <sys/stat.h>
+
 #include <string>
-#include <system_error>
 
 namespace brairu {
 
 // Whether there is a pipe at path: to open it could wait for ever for the other end.
 inline bool isPipe(const std::string& path) {
-    std::error_code ignored;
-    return std::filesystem::is_fifo(path, ignored);
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 }  // namespace brairu

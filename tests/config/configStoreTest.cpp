@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "support/captureOutput.h"
+#include "support/fileTimes.h"
 #include "support/temporaryFolder.h"
 
 namespace brairu {
@@ -56,6 +57,13 @@ TEST_F(ConfigStoreTest, StartsWithANullDocument) {
 TEST_F(ConfigStoreTest, LoadsADocument) {
     loadText(R"({"feature": {"security_level": 3}, "debug": true})");
     EXPECT_EQ(store_.document()["feature"]["security_level"], 3);
+    EXPECT_EQ(store_.document()["debug"], true);
+}
+
+TEST_F(ConfigStoreTest, LoadsADocumentOfAnyYear) {
+    const std::string path = folder_.write("config", R"({"debug": true})");
+    test::stampIn2040(path);
+    EXPECT_TRUE(store_.load(path));
     EXPECT_EQ(store_.document()["debug"], true);
 }
 

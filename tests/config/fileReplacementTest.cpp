@@ -5,22 +5,40 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 
 #include "support/childProcess.h"
 #include "support/fileTimes.h"
+#include "support/interposing.h"
+#include "support/ordinaryRights.h"
 #include "support/temporaryFolder.h"
+
+namespace {
+
+int renamingFault = 0;  // rename fails with this errno
+
+}  // namespace
+
+BRAIRU_INTERPOSED int rename(const char* from, const char* to) noexcept {
+    using Function = int(const char*, const char*);
+    if (renamingFault != 0) {
+        errno = renamingFault;
+        return -1;
+    }
+    return brairu::test::next<Function>("rename")(from, to);
+}
 
 namespace brairu {
 namespace {
 
 using test::inChild;
+using test::kNobody;
+using test::OrdinaryRights;
 using test::readFile;
 using test::TemporaryFolder;
 namespace fs = std::filesystem;
-
-constexpr unsigned kNobody = 65534;
 
 struct stat statusOf(const std::string& path) {
     struct stat status {};
@@ -134,29 +152,6 @@ TEST_F(FileReplacement, FailsForAFolderAndForAMissingFolder) {
     EXPECT_EQ(filesIn(folder_.path()), 0u);
 }
 
-// The rights of an ordinary user, as long as the object lives: root writes everywhere. They are
-// given back so that a leak checker may look into the process when it exits.
-class OrdinaryRights {
-public:
-    OrdinaryRights() {
-        if (wasRoot_) {
-            EXPECT_EQ(::setegid(kNobody), 0);
-            EXPECT_EQ(::seteuid(kNobody), 0);
-        }
-    }
-    ~OrdinaryRights() {
-        if (wasRoot_) {
-            EXPECT_EQ(::seteuid(0), 0);
-            EXPECT_EQ(::setegid(0), 0);
-        }
-    }
-    OrdinaryRights(const OrdinaryRights&) = delete;
-    OrdinaryRights& operator=(const OrdinaryRights&) = delete;
-
-private:
-    const bool wasRoot_ = ::geteuid() == 0;
-};
-
 TEST_F(FileReplacement, TruncatesWhereTheFolderTakesNoNewFile) {
     const std::string path = folder_.write("file", "a longer old text");
     ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
@@ -168,6 +163,66 @@ TEST_F(FileReplacement, TruncatesWhereTheFolderTakesNoNewFile) {
     ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
     EXPECT_EQ(result.exitStatus, 0) << result.out;
     EXPECT_EQ(readFile(path), "new");
+}
+
+// A file that was made with the owner alone in mind belongs to root's group as a rule.
+class OfAnotherGroup : public FileReplacement {
+protected:
+    // Replaces a file of the mode, owned by who replaces it and by a group that this one is not in.
+    // Whether another file took its place.
+    bool isReplaced(mode_t mode) {
+        const std::string path = folder_.write("file", "old");
+        EXPECT_EQ(::chmod(path.c_str(), mode), 0);
+        EXPECT_EQ(::chown(path.c_str(), kNobody, 0), 0);
+        EXPECT_EQ(::chmod(folder_.path().c_str(), 0777), 0);
+        const ino_t before = statusOf(path).st_ino;
+        const auto result = inChild([&] {
+            const OrdinaryRights ordinary;
+            EXPECT_TRUE(replaceFile(path, "new"));
+        });
+        EXPECT_EQ(result.exitStatus, 0) << result.out;
+        EXPECT_EQ(readFile(path), "new");
+        EXPECT_EQ(statusOf(path).st_mode & 07777, mode);
+        EXPECT_EQ(statusOf(path).st_uid, kNobody);
+        EXPECT_EQ(filesIn(folder_.path()), 1u);
+        return statusOf(path).st_ino != before;
+    }
+};
+
+TEST_F(OfAnotherGroup, IsReplacedWhereTheGroupHasNoRightOfItsOwn) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    EXPECT_TRUE(isReplaced(0600));
+    EXPECT_TRUE(isReplaced(0644));
+}
+
+TEST_F(OfAnotherGroup, IsWrittenInPlaceWhereTheGroupHasARightOfItsOwn) {
+    if (!isRoot()) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    EXPECT_FALSE(isReplaced(0640));
+    EXPECT_FALSE(isReplaced(0604));
+}
+
+TEST_F(FileReplacement, WritesInPlaceWhereTheNameCannotBeTaken) {
+    const std::string path = folder_.write("file", "a longer old text");
+    renamingFault = EBUSY;
+    EXPECT_TRUE(replaceFile(path, "new"));
+    renamingFault = 0;
+    EXPECT_EQ(readFile(path), "new");
+    EXPECT_EQ(filesIn(folder_.path()), 1u);
+}
+
+TEST_F(FileReplacement, KeepsTheOldTextWhereTheDiskHasNoRoomForTheRenaming) {
+    const std::string path = folder_.write("file", "old");
+    for (const int fault : {ENOSPC, EDQUOT}) {
+        renamingFault = fault;
+        EXPECT_FALSE(replaceFile(path, "new"));
+        renamingFault = 0;
+        EXPECT_EQ(readFile(path), "old");
+        EXPECT_EQ(filesIn(folder_.path()), 1u);
+    }
 }
 
 TEST_F(FileReplacement, LeavesAReadOnlyFileAlone) {

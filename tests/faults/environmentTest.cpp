@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/ordinaryRights.h"
 #include "support/scriptedLog.h"
 #include "support/seededRandom.h"
 #include "support/temporaryFolder.h"
@@ -125,6 +126,32 @@ TEST_F(Environment, AReadOnlyDiskIsReadAndNothingElse) {
     expectRecognised({1, 2, 3});
 }
 
+// As of a service that may write its files and not make any: SQLite has no place for its journal,
+// and the store none for its note.
+TEST_F(Environment, AFolderThatTakesNoNewFileRefusesChangesAndKeepsWhatItHas) {
+    enrolThree();
+    std::filesystem::remove(cachePath() + ".changed");
+    for (const std::string& path : {databasePath(), cachePath(), configPath()}) {
+        ASSERT_EQ(::chmod(path.c_str(), 0666), 0);
+    }
+    ASSERT_EQ(::chmod(file("").c_str(), 0555), 0);
+    freshly([&] {
+        const OrdinaryRights ordinary;
+        EXPECT_EQ(start(), 1u);
+        EXPECT_EQ(userOf(1), 1);
+        const PvaUserKey second = keyOfUser(2);
+        EXPECT_EQ(pvaDataBaseUpdateUser(&second, newTemplateOfUser(2).data()), 0);
+        const PvaUserKey third = keyOfUser(3);
+        EXPECT_EQ(pvaDataBaseDeleteUser(&third), 0);
+        EXPECT_EQ(enrolUser(4), PVA_REGISTER_FAILED);
+        EXPECT_EQ(addUser(5), 0);
+        EXPECT_EQ(pvaDataBaseDeleteAllPalm(), 0);
+        EXPECT_EQ(userOf(1), 1);
+    });
+    ASSERT_EQ(::chmod(file("").c_str(), 0755), 0);
+    expectRecognised({1, 2, 3});
+}
+
 // ---- In the place of the database
 
 class ForeignDatabase : public Environment {
@@ -178,6 +205,9 @@ TEST_F(ForeignDatabase, ATableOfThatNameWithOtherColumnsIsRefused) {
         EXPECT_EQ(pvaDataBaseExistUser(&key), 0);
         EXPECT_EQ(pvaDataBaseDeleteUser(&key), 0);
     });
+    const std::string content = readFile(databasePath());
+    EXPECT_THAT(content, HasSubstr("CREATE TABLE userInfo (name TEXT, age INT)"));
+    EXPECT_THAT(content, HasSubstr("somebody"));
 }
 
 TEST_F(ForeignDatabase, AFolderIsRefused) {

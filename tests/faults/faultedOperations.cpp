@@ -27,6 +27,13 @@ int update(std::int64_t userid, const std::vector<std::uint8_t>& to) {
     return pvaDataBaseUpdateUser(&key, to.data());
 }
 
+// Without a change where there is none to make: what follows is then the first of a process.
+void makeSure(std::int64_t userid, const std::vector<std::uint8_t>& isStored) {
+    if (storedTemplateOf(userid) != isStored) {
+        update(userid, isStored);
+    }
+}
+
 int remove(std::int64_t userid) {
     const PvaUserKey key = keyOfUser(userid);
     return pvaDataBaseDeleteUser(&key);
@@ -160,7 +167,7 @@ FaultedOperation confirmation() {
 FaultedOperation learning() {
     FaultedOperation learn =
         recognition("recognise and learn", kChanged, weakCaptureOfUser(kChanged));
-    learn.prepare = [] { update(kChanged, templateOfUser(kChanged)); };
+    learn.prepare = [] { makeSure(kChanged, templateOfUser(kChanged)); };
     learn.check = [](const Outcome& outcome) {
         const bool learned = storedTemplateOf(kChanged) != templateOfUser(kChanged);
         if (outcome.struck.empty()) {
@@ -200,7 +207,7 @@ FaultedOperation addition() {
 
 FaultedOperation replacement() {
     FaultedOperation operation{"update"};
-    operation.prepare = [] { update(kChanged, templateOfUser(kChanged)); };
+    operation.prepare = [] { makeSure(kChanged, templateOfUser(kChanged)); };
     operation.run = [](const Gallery&) { return update(kChanged, newTemplateOfUser(kChanged)); };
     operation.refusals = {0};
     operation.check = [](const Outcome& outcome) {

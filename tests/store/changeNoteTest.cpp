@@ -321,6 +321,53 @@ TEST_F(RefusedChangeTest, LearningIsUndoneInTheCacheByTheNextPass) {
     expectMendedByTheNextPass();
 }
 
+// A folder that takes no new file keeps out the note and SQLite's journal alike.
+class UnnotedRefusalTest : public RefusedChangeTest {
+protected:
+    UnnotedRefusalTest() {
+        removeNote();
+        std::filesystem::create_symlink(folder_.file("missing/note"), notePath());
+    }
+
+    // Now, and for the next process, which has no reason to compare.
+    void expectUndone() {
+        EXPECT_FALSE(hasNote());
+        expectUnchanged();
+        start();
+        EXPECT_THAT(takeLog(), ElementsAre(kReady));
+        expectUnchanged();
+    }
+
+private:
+    void expectUnchanged() {
+        EXPECT_THAT(occupiedSlots(), ElementsAre(0, 1));
+        EXPECT_EQ(recordOf(0), searchBlockOf(templateOf(10)));
+        EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(20)));
+    }
+};
+
+TEST_F(UnnotedRefusalTest, AnUpdateIsUndoneInTheCacheAtOnce) {
+    expectRefused([&] { return store().replaceByKey(keyOf(1, 2), templateOf(9)); });
+    expectRefused([&] { return store().replaceById(1, templateOf(9)); });
+    expectUndone();
+}
+
+TEST_F(UnnotedRefusalTest, LearningIsUndoneInTheCacheAtOnce) {
+    const std::array<std::uint8_t, kTemplateBytes> learned{};
+    expectRefused([&] { return store().writeTemplate(1, 0, learned); });
+    expectUndone();
+}
+
+TEST_F(UnnotedRefusalTest, ADeletionAndEnrolmentsAreUndoneInTheCacheAtOnce) {
+    expectRefused([&] { return store().removePalm(1, 1); });
+    expectRefused([&] {
+        return store().enrolPalm(keyOf(2, 1), templateOf(9)) ==
+               TemplateStore::EnrolOutcome::committed;
+    });
+    expectRefused([&] { return store().insertPalm(keyOf(2, 1), templateOf(9)); });
+    expectUndone();
+}
+
 TEST_F(ChangedCacheTest, TheNoteLiesBesideTheFileOfTheRewrittenName) {
     config_["database"]["search_index_path"] = folder_.file("old.usearch");
     start();

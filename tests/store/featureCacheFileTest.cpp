@@ -12,6 +12,8 @@
 
 #include "interposedCalls.h"
 #include "support/captureOutput.h"
+#include "support/childProcess.h"
+#include "support/fileTimes.h"
 #include "support/scriptedLog.h"
 #include "support/temporaryFolder.h"
 
@@ -303,6 +305,55 @@ TEST_F(FeatureCacheFileTest, TakesTheSpaceOfANewFileWhereItCannotBeReserved) {
     struct stat status {};
     ASSERT_EQ(::stat(path().c_str(), &status), 0);
     EXPECT_GE(status.st_blocks * 512, status.st_size);
+}
+
+TEST_F(FeatureCacheFileTest, ASignalDoesNotKeepTheSpaceFromBeingTaken) {
+    for (const int fault : {0, EOPNOTSUPP}) {
+        std::filesystem::remove(path());
+        InterposedCalls::get().allocationFault = fault;
+        InterposedCalls::get().interruptions = 3;
+        EXPECT_TRUE(FeatureCacheFile(path(), 10000, 512).isMapped());
+        EXPECT_EQ(InterposedCalls::get().interruptions, 0);
+        struct stat status {};
+        ASSERT_EQ(::stat(path().c_str(), &status), 0);
+        EXPECT_GE(status.st_blocks * 512, status.st_size);
+    }
+}
+
+TEST_F(FeatureCacheFileTest, ADiskThatFailsToReserveIsNotMapped) {
+    InterposedCalls::get().allocationFault = EIO;
+    const std::string told =
+        stderrOf([&] { EXPECT_FALSE(FeatureCacheFile(path(), 10000, 512).isMapped()); });
+    EXPECT_EQ(told, "ftruncate: Input/output error\n");
+    EXPECT_EQ(std::filesystem::file_size(path()), 0U);
+}
+
+// Killed in between, it leaves a file that the next start knows to be unfinished.
+TEST_F(FeatureCacheFileTest, AFileHasItsSizeOnlyOnceItIsFilled) {
+    InterposedCalls::get().allocationFault = EOPNOTSUPP;
+    EXPECT_TRUE(FeatureCacheFile(path(), 10000, 512).isMapped());
+    EXPECT_EQ(InterposedCalls::get().sizeAtFilling, 0);
+    EXPECT_EQ(std::filesystem::file_size(path()), 5130000U);
+}
+
+// What a host prints without looking would else be written over the flags.
+TEST_F(FeatureCacheFileTest, KeepsOffTheStandardStreamsOfAHostThatClosedThem) {
+    const ChildResult result = inChild([&] {
+        ::close(STDERR_FILENO);
+        FeatureCacheFile cache = open();
+        EXPECT_TRUE(cache.put(0, record_));
+        EXPECT_EQ(::write(STDERR_FILENO, "lost", 4), -1);
+        EXPECT_TRUE(cache.reload());
+        EXPECT_EQ(::write(STDERR_FILENO, "lost", 4), -1);
+        EXPECT_EQ(cache.count(), 1);
+    });
+    EXPECT_EQ(result.exitStatus, 0) << result.out;
+}
+
+TEST_F(FeatureCacheFileTest, OpensAFileOfAnyYear) {
+    { EXPECT_TRUE(open().put(0, record_)); }
+    stampIn2040(path());
+    EXPECT_EQ(open().count(), 1);
 }
 
 // Else the next start would map what was never filled.

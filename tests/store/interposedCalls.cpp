@@ -1,6 +1,7 @@
 #include "interposedCalls.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <map>
@@ -16,6 +17,16 @@ constexpr int kNoSuchParameter = 999;
 // SQLite prepares and finishes statements of its own in there, not always through its interface.
 thread_local int executing = 0;
 constexpr int kBeyondAnyBlob = 1 << 30;
+
+bool isInterrupted() {
+    int& left = InterposedCalls::get().interruptions;
+    return left > 0 && left-- > 0;
+}
+
+off_t sizeOf(int fd) {
+    struct stat status {};
+    return ::fstat(fd, &status) == 0 ? status.st_size : -1;
+}
 
 int parameterFor(int parameter) {
     return parameter == InterposedCalls::get().failingParameter ? kNoSuchParameter : parameter;
@@ -55,6 +66,7 @@ std::function<void(sqlite3_stmt*)> interruptAtStep(std::string sql, int n) {
 
 using brairu::test::executing;
 using brairu::test::InterposedCalls;
+using brairu::test::isInterrupted;
 using brairu::test::next;
 using brairu::test::parameterFor;
 
@@ -156,8 +168,9 @@ BRAIRU_INTERPOSED int msync(void* address, std::size_t length, int flags) {
 
 BRAIRU_INTERPOSED int fallocate64(int fd, int mode, off64_t offset, off64_t size) {
     using Function = int(int, int, off64_t, off64_t);
-    if (InterposedCalls::get().allocationFault != 0) {
-        errno = InterposedCalls::get().allocationFault;
+    const int fault = isInterrupted() ? EINTR : InterposedCalls::get().allocationFault;
+    if (fault != 0) {
+        errno = fault;
         return -1;
     }
     return next<Function>("fallocate64")(fd, mode, offset, size);
@@ -165,7 +178,8 @@ BRAIRU_INTERPOSED int fallocate64(int fd, int mode, off64_t offset, off64_t size
 
 BRAIRU_INTERPOSED int posix_fallocate64(int fd, off64_t offset, off64_t size) {
     using Function = int(int, off64_t, off64_t);
-    const int fault = InterposedCalls::get().fillingFault;
+    InterposedCalls::get().sizeAtFilling = brairu::test::sizeOf(fd);
+    const int fault = isInterrupted() ? EINTR : InterposedCalls::get().fillingFault;
     return fault != 0 ? fault : next<Function>("posix_fallocate64")(fd, offset, size);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <sqlite3.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <functional>
@@ -28,6 +29,8 @@ struct InterposedCalls {
     bool failBlobWrites = false;  // "SQL logic error"
     int allocationFault = 0;      // fallocate fails with this errno,
     int fillingFault = 0;         // and posix_fallocate with this one
+    int interruptions = 0;        // so many calls of either fail with EINTR before
+    off_t sizeAtFilling = -1;     // of the file, when posix_fallocate was called last
     std::function<void(sqlite3_stmt*)> beforeStep;
     std::function<void(sqlite3*, const std::string& sql)> afterExecute;
     sqlite3* lastOpened = nullptr;

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "storeTest.h"
+#include "support/fileTimes.h"
 
 namespace brairu::test {
 namespace {
@@ -110,6 +111,15 @@ TEST_F(CacheNamedAsDatabase, IsSeenThroughOtherSpellingsAndLinks) {
     std::filesystem::create_symlink(databasePath(), folder_.file("link"));
     config_["database"]["search_index_path"] = folder_.file("link");
     expectUnharmed();
+}
+
+TEST_F(CacheNamedAsDatabase, IsSeenInAFileOfAnyYear) {
+    std::filesystem::create_symlink(databasePath(), folder_.file("link"));
+    nameTheCache(folder_.file("link"));
+    store_.reset();
+    stampIn2040(databasePath());
+    construct();
+    EXPECT_THAT(takeLog(), Contains(kNamesDatabase));
 }
 
 TEST_F(CacheNamedAsDatabase, IsNotTakenAwayByAWipe) {

@@ -63,6 +63,7 @@ int statusOf(const std::function<void()>& action) {
     std::exit(statusOf(action));
 }
 
+// As waitpid tells it.
 int waitFor(pid_t child) {
     int status = 0;
     while (::waitpid(child, &status, 0) < 0) {
@@ -70,7 +71,7 @@ int waitFor(pid_t child) {
             throw std::runtime_error("lost a child process");
         }
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return status;
 }
 
 }  // namespace
@@ -87,7 +88,8 @@ ChildResult inChild(const std::function<void()>& action) {
         runChild(action, out.get(), err.get());
     }
     const int status = waitFor(child);
-    return {status, contentOf(out.get()), contentOf(err.get())};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+            WIFSIGNALED(status) ? WTERMSIG(status) : 0, contentOf(out.get()), contentOf(err.get())};
 }
 
 }  // namespace brairu::test

@@ -7,6 +7,7 @@ namespace brairu::test {
 
 struct ChildResult {
     int exitStatus = -1;  // -1: ended by a signal
+    int signal = 0;       // which one
     std::string out;
     std::string err;
 };

@@ -167,16 +167,9 @@ void requireMirror(const std::string& path, const std::vector<FoundPalm>& palms,
     require(std::ranges::count(flags, '\1') == 0, "a slot of no palm is occupied");
 }
 
-struct ConfiguredNumbers {
-    int centres;
-    int blur;
-};
-
-ConfiguredNumbers readConfig(const std::string& path) {
+nlohmann::json readConfig(const std::string& path) {
     std::ifstream file(path);
-    const auto document = nlohmann::json::parse(file);
-    return {document.at("database").at("regis_center_count").get<int>(),
-            document.at("handpose").at("blur_threshold_max").get<int>()};
+    return nlohmann::json::parse(file);
 }
 
 // ---- What the calls say
@@ -241,14 +234,13 @@ std::string differenceOf(const Palms& found, const Palms& expected) {
     return std::to_string(found.size() - expected.size()) + " palms too many";
 }
 
-int fittingLedger(const Palms& found, ConfiguredNumbers configured,
+int fittingLedger(const Palms& found, const nlohmann::json& config, const HostFolder& folder,
                   std::span<const Ledger> possible) {
     std::string difference = "the configuration fits neither side";
     for (std::size_t i = 0; i < possible.size(); ++i) {
         Ledger ledger = possible[i];
         ledger.restart();
-        const bool sameConfig =
-            ledger.centres() == configured.centres && ledger.blur() == configured.blur;
+        const bool sameConfig = config == folder.configured(ledger);
         if (sameConfig && ledger.palms() == found) {
             return static_cast<int>(i);
         }
@@ -271,10 +263,17 @@ HostFolder::HostFolder() {
 void HostFolder::renew(int centres, bool olderFormat) {
     std::filesystem::remove_all(path());
     std::filesystem::create_directory(path());
-    auto document = engine_.document;
-    document["database"]["regis_center_count"] = centres;
-    document["database"]["search_index_path"] = file(olderFormat ? "palms.usearch" : "palms.bin");
-    std::ofstream(configPath()) << document.dump(4);
+    renewed_ = engine_.document;
+    renewed_["database"]["regis_center_count"] = centres;
+    renewed_["database"]["search_index_path"] = file(olderFormat ? "palms.usearch" : "palms.bin");
+    std::ofstream(configPath()) << renewed_.dump(4);
+}
+
+nlohmann::json HostFolder::configured(const Ledger& ledger) const {
+    nlohmann::json document = renewed_;
+    document["database"]["regis_center_count"] = ledger.configuredCentres();
+    document["handpose"]["blur_threshold_max"] = ledger.blur();
+    return document;
 }
 
 void perform(const Step& step, const Ledger& ledger) {
@@ -282,17 +281,18 @@ void perform(const Step& step, const Ledger& ledger) {
 }
 
 int inspectRestart(const HostFolder& folder, std::span<const Ledger> possible) {
-    const ConfiguredNumbers configured = readConfig(folder.configPath());
+    const nlohmann::json config = readConfig(folder.configPath());
     init_pva(folder.configPath().c_str());
     const Connection connection = connect(folder.file("palms.db"));
     requireIntegrity(connection);
     const std::vector<FoundPalm> found = readTable(connection);
-    const int fitting = fittingLedger(palmsIn(found), configured, possible);
-    requireMirror(folder.file("palms.bin"), found, configured.centres);
+    const int fitting = fittingLedger(palmsIn(found), config, folder, possible);
+    const int centres = possible[static_cast<std::size_t>(fitting)].configuredCentres();
+    requireMirror(folder.file("palms.bin"), found, centres);
     require(pvaDataBaseGetAllPalmCount() == static_cast<int>(found.size()), "count of palms");
     for (const FoundPalm& palm : found) {
         requireReadBack(palm);
-        requireRecognised(palm, configured.centres);
+        requireRecognised(palm, centres);
     }
     requireStrangersUnknown(possible[static_cast<std::size_t>(fitting)], possible);
     return fitting;

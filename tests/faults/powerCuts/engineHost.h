@@ -2,6 +2,7 @@
 // inspection of what a restart finds.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <span>
 #include <string>
 
@@ -24,8 +25,12 @@ public:
     // itself, which a wipe then removes, or one of the older format.
     void renew(int centres, bool olderFormat);
 
+    // The configuration that a host has made by such settings.
+    nlohmann::json configured(const Ledger& ledger) const;
+
 private:
     EngineFolder engine_;
+    nlohmann::ordered_json renewed_;  // as renew() wrote it
 };
 
 // Does the step through the library; throws unless it reports success. The ledger is the one

@@ -31,7 +31,6 @@ struct LifeJournal {
 namespace {
 
 constexpr int kKillsPerStore = 150;
-constexpr int kKilled = -1;
 
 std::int64_t now() {
     return std::chrono::steady_clock::now().time_since_epoch().count();
@@ -167,7 +166,7 @@ void KillRun::killInSteps() {
     awaitOrphans();
     possible_ = ledgersAfter(possible_.front(), journal_);
     learnDurations();
-    if (child.exitStatus == kKilled) {
+    if (child.signal == SIGKILL) {
         countKill();
     } else if (child.exitStatus != 0) {
         tally_.faults.push_back("a host failed, " + complaintOf(child));
@@ -181,7 +180,7 @@ void KillRun::killInStart() {
         dieIn(moment);
         startJournaled(folder_, journal_);
     });
-    if (child.exitStatus == kKilled) {
+    if (child.signal == SIGKILL) {
         countKill();
     } else if (child.exitStatus != 0) {
         tally_.faults.push_back("a start failed, " + complaintOf(child));

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kUsualKills = 4000;
 constexpr int kUsualCuts = 6000;
-constexpr int kCutsPerHundredMoments = 30;
+constexpr int kCutsPerHundredMoments = 100;
 
 int countAt(const Tally& tally, const std::string& what) {
     const auto found = tally.at.find(what);

@@ -19,7 +19,9 @@ struct Tally {
 };
 
 inline std::string complaintOf(const ChildResult& child) {
-    return "status " + std::to_string(child.exitStatus) + ": " + child.err;
+    const std::string end = child.signal != 0 ? "signal " + std::to_string(child.signal)
+                                              : "status " + std::to_string(child.exitStatus);
+    return end + ": " + child.err;
 }
 
 }  // namespace brairu::test

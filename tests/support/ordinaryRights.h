@@ -1,0 +1,33 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace brairu::test {
+
+inline constexpr unsigned kNobody = 65534;
+
+// The rights of an ordinary user, as long as the object lives: root writes everywhere. They are
+// given back so that a leak checker may look into the process when it exits.
+class OrdinaryRights {
+public:
+    OrdinaryRights() {
+        if (wasRoot_) {
+            EXPECT_EQ(::setegid(kNobody), 0);
+            EXPECT_EQ(::seteuid(kNobody), 0);
+        }
+    }
+    ~OrdinaryRights() {
+        if (wasRoot_) {
+            EXPECT_EQ(::seteuid(0), 0);
+            EXPECT_EQ(::setegid(0), 0);
+        }
+    }
+    OrdinaryRights(const OrdinaryRights&) = delete;
+    OrdinaryRights& operator=(const OrdinaryRights&) = delete;
+
+private:
+    const bool wasRoot_ = ::geteuid() == 0;
+};
+
+}  // namespace brairu::test
