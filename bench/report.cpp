@@ -1,6 +1,7 @@
 #include "report.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -10,15 +11,44 @@
 namespace brairu::bench {
 namespace {
 
+// The value below which a share of them lies.
+double quantile(std::vector<double> values, double share) {
+    const auto last = static_cast<double>(values.size() - 1);
+    const auto place = values.begin() + std::lround(share * last);
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
+
+double median(const std::vector<double>& values) {
+    return quantile(values, 0.5);
+}
+
 std::optional<double> timeOf(const Times& times, const std::string& name) {
     const auto found = times.find(name);
-    return found == times.end() ? std::nullopt : std::optional(found->second);
+    return found == times.end() ? std::nullopt : std::optional(median(found->second));
 }
 
 std::optional<double> ratioOf(const Row& row, const Times& times) {
     const auto ours = timeOf(times, row.ours);
     const auto peer = timeOf(times, row.peer);
     return ours && peer ? std::optional(*peer / *ours) : std::nullopt;
+}
+
+// What a ratio may be in another run: from where ours is slow and the other fast to the reverse, by
+// the quartiles of the repetitions.
+struct Spread {
+    double least;
+    double most;
+};
+
+std::optional<Spread> spreadOf(const Row& row, const Times& times) {
+    const auto ours = times.find(row.ours);
+    const auto peer = times.find(row.peer);
+    if (ours == times.end() || peer == times.end()) {
+        return std::nullopt;
+    }
+    return Spread{quantile(peer->second, 0.25) / quantile(ours->second, 0.75),
+                  quantile(peer->second, 0.75) / quantile(ours->second, 0.25)};
 }
 
 bool isMissed(const Row& row, const Times& times) {
@@ -42,6 +72,11 @@ std::string timeText(std::optional<double> nanoseconds) {
                                        : formatted("%.2f ms", *nanoseconds / kMillisecond);
 }
 
+std::string spreadText(std::optional<Spread> spread) {
+    return spread ? formatted("%.2f", spread->least) + " to " + formatted("%.2f", spread->most)
+                  : "-";
+}
+
 const std::string& absenceOf(const Suite& suite, const std::string& name) {
     return std::ranges::find(suite.measurements, name, &Measurement::name)->absence;
 }
@@ -61,12 +96,12 @@ std::string verdict(const Suite& suite, const Row& row, const Times& times) {
 
 void printRow(const Suite& suite, const Row& row, const Times& times) {
     const auto ratio = ratioOf(row, times);
-    std::printf("| %-58s | %8s | %9s | %5s | %4s | %s |\n", row.title.c_str(),
-                timeText(timeOf(times, row.ours)).c_str(),
-                timeText(timeOf(times, row.peer)).c_str(),
-                (ratio ? formatted("%.2f", *ratio) : "-").c_str(),
-                (row.goal > 0.0 ? formatted("%.2f", row.goal) : "-").c_str(),
-                verdict(suite, row, times).c_str());
+    std::printf(
+        "| %-58s | %8s | %9s | %5s | %14s | %4s | %s |\n", row.title.c_str(),
+        timeText(timeOf(times, row.ours)).c_str(), timeText(timeOf(times, row.peer)).c_str(),
+        (ratio ? formatted("%.2f", *ratio) : "-").c_str(), spreadText(spreadOf(row, times)).c_str(),
+        (row.goal > 0.0 ? formatted("%.2f", row.goal) : "-").c_str(),
+        verdict(suite, row, times).c_str());
 }
 
 void printGrowthPoint(const GrowthPoint& point, const Times& times) {
@@ -123,6 +158,18 @@ nlohmann::json numberOrNull(std::optional<double> value) {
     return value ? nlohmann::json(*value) : nlohmann::json();
 }
 
+nlohmann::json mediansAsJson(const Times& times) {
+    nlohmann::json medians;
+    for (const auto& [name, repetitions] : times) {
+        medians[name] = median(repetitions);
+    }
+    return medians;
+}
+
+nlohmann::json spreadAsJson(std::optional<Spread> spread) {
+    return spread ? nlohmann::json({spread->least, spread->most}) : nlohmann::json();
+}
+
 nlohmann::json rowsAsJson(const Suite& suite, const Times& times) {
     nlohmann::json rows = nlohmann::json::array();
     for (const Row& row : suite.rows) {
@@ -130,6 +177,7 @@ nlohmann::json rowsAsJson(const Suite& suite, const Times& times) {
                         {"ours", row.ours},
                         {"peer", row.peer},
                         {"ratio", numberOrNull(ratioOf(row, times))},
+                        {"spread", spreadAsJson(spreadOf(row, times))},
                         {"goal", row.goal},
                         {"reached", verdict(suite, row, times)}});
     }
@@ -181,9 +229,9 @@ nlohmann::json figuresAsJson(const Suite& suite) {
 }  // namespace
 
 int printReport(const Suite& suite, const Times& times) {
-    std::printf("\n| %-58s | %8s | %9s | %5s | %4s | reached |\n", "against", "ours", "the other",
-                "ratio", "goal");
-    std::printf("|---|---:|---:|---:|---:|---|\n");
+    std::printf("\n| %-58s | %8s | %9s | %5s | %14s | %4s | reached |\n", "against", "ours",
+                "the other", "ratio", "spread", "goal");
+    std::printf("|---|---:|---:|---:|---:|---:|---|\n");
     for (const Row& row : suite.rows) {
         printRow(suite, row, times);
     }
@@ -202,7 +250,7 @@ int printReport(const Suite& suite, const Times& times) {
 }
 
 void writeResults(const Suite& suite, const Times& times, const std::string& path) {
-    const nlohmann::json results{{"nanoseconds", times},
+    const nlohmann::json results{{"nanoseconds", mediansAsJson(times)},
                                  {"rows", rowsAsJson(suite, times)},
                                  {"growth", growthAsJson(suite, times)},
                                  {"tables", tablesAsJson(suite, times)},

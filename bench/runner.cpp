@@ -3,7 +3,6 @@
 #include <benchmark/benchmark.h>
 #include <sched.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <system_error>
@@ -12,8 +11,6 @@
 
 namespace brairu::bench {
 namespace {
-
-using Samples = std::map<std::string, std::vector<double>>;
 
 // Collects what Google Benchmark would print.
 class Collector : public benchmark::BenchmarkReporter {
@@ -24,16 +21,16 @@ public:
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration) {
                 const bool byHand = !run.run_name.time_type.empty();
-                samples_[run.run_name.function_name].push_back(byHand ? run.GetAdjustedRealTime()
-                                                                      : run.GetAdjustedCPUTime());
+                times_[run.run_name.function_name].push_back(byHand ? run.GetAdjustedRealTime()
+                                                                    : run.GetAdjustedCPUTime());
             }
         }
     }
 
-    const Samples& samples() const { return samples_; }
+    const Times& times() const { return times_; }
 
 private:
-    Samples samples_;
+    Times times_;
 };
 
 double secondsOf(Clock clock) {
@@ -62,12 +59,17 @@ void runByHand(const Measurement& measurement, benchmark::State& state) {
 void registerMeasurement(const Measurement& measurement) {
     // Making ready can cost many times what is timed.
     constexpr int kRunsByHand = 5;
+    // A disk takes its time unevenly.
+    constexpr int kRepetitionsOnTheWall = 33;
     const bool byHand = measurement.before || measurement.clock != Clock::cpu;
     auto* const registered = benchmark::RegisterBenchmark(
         measurement.name.c_str(), [measurement, run = byHand ? runByHand : runOften](
                                       benchmark::State& state) { run(measurement, state); });
     if (byHand) {
         registered->UseManualTime()->Iterations(kRunsByHand);
+    }
+    if (measurement.clock == Clock::wall) {
+        registered->Repetitions(kRepetitionsOnTheWall);
     }
 }
 
@@ -82,12 +84,6 @@ void initialize(const std::vector<std::string>& options) {
     }
     auto count = static_cast<int>(pointers.size());
     benchmark::Initialize(&count, pointers.data());
-}
-
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
 }
 
 }  // namespace
@@ -121,11 +117,7 @@ Times timeAll(const Suite& suite, const std::vector<std::string>& options) {
         const Silence silence;
         benchmark::RunSpecifiedBenchmarks(&collector);
     }
-    Times times;
-    for (const auto& [name, samples] : collector.samples()) {
-        times[name] = median(samples);
-    }
-    return times;
+    return collector.times();
 }
 
 }  // namespace brairu::bench

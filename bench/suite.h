@@ -64,7 +64,8 @@ struct Suite {
     std::vector<Figure> figures;
 };
 
-// Nanoseconds of one run by name of the measurement; those that cannot be had are not in it.
-using Times = std::map<std::string, double>;
+// Nanoseconds of one run, for every repetition, by name of the measurement; those that cannot be had
+// are not in it.
+using Times = std::map<std::string, std::vector<double>>;
 
 }  // namespace brairu::bench

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "match/kernels/chosenKernel.h"
 #include "platformLog.h"
 
 namespace brairu {
@@ -92,6 +93,8 @@ ConfigDocument& engineStoreConfig(const char* call) {
 }
 
 void startEngine(const char* configPath) {
+    // A name that cannot be had is logged here, and not only at the first search.
+    chosenKernel();
     EngineContext& context = engine();
     context.config = &configStore();
     // The result does not matter: with an earlier document the engine goes on, without one the

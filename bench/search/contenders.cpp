@@ -18,6 +18,7 @@ std::vector<SearchHit> searchFlagByFlag(const FeatureCacheFile& cache,
         if (cache.flags()[slot] == FeatureCacheFile::kOccupied) {
             const std::int8_t* const record = cache.record(slot);
             RecordSums sums;
+            // Itself as the one to fetch next: the cheapest way to fetch nothing.
             sumRecords(view, &record, &record, 1, &sums);
             best.offer({static_cast<std::int32_t>(slot),
                         similarityOfSums(probeSquares, sums.ss, sums.ps)});

@@ -14,7 +14,7 @@ constexpr int kPalms = 10'000;
 // Leaves room for those that are enrolled meanwhile.
 constexpr int kPalmsToChange = 5'000;
 
-// 1.5, 2, 3 and 1.2 times the other's time. A rebuild reads the table twice.
+// 1.5, 2, 3 and 1.2 times the other's time. A rebuild reads the table three times.
 constexpr double kStartGoal = 1.0 / 1.5;
 constexpr double kRebuildGoal = 1.0 / 2.0;
 constexpr double kFirstSearchGoal = 1.0 / 3.0;

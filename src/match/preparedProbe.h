@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <numeric>
 #include <span>
 #include <vector>
@@ -8,6 +9,20 @@
 #include "match/kernels/kernel.h"
 
 namespace brairu {
+
+// Gives memory in which no vector lies across two cache lines.
+template <typename Value>
+struct CacheLineAllocator {
+    using value_type = Value;
+
+    Value* allocate(std::size_t count) {
+        return static_cast<Value*>(::operator new(count * sizeof(Value), kAlignment));
+    }
+    void deallocate(Value* values, std::size_t) { ::operator delete(values, kAlignment); }
+    bool operator==(const CacheLineAllocator&) const = default;
+
+    static constexpr std::align_val_t kAlignment{kCacheLine};
+};
 
 // A probe block with what the kernels ask of it again and again. The block must outlive it.
 class PreparedProbe {
@@ -26,7 +41,7 @@ public:
 
 private:
     std::span<const std::int8_t> block_;
-    std::vector<std::int16_t> wide_;
+    std::vector<std::int16_t, CacheLineAllocator<std::int16_t>> wide_;
 };
 
 }  // namespace brairu

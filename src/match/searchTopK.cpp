@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <utility>
 
@@ -13,6 +14,8 @@
 
 namespace brairu {
 namespace {
+
+static_assert(kWholeBlock == kBlockBytes);
 
 constexpr std::size_t kBatch = 16;
 
@@ -55,12 +58,7 @@ private:
     const std::uint8_t* end_;
 };
 
-// Best first; of equals, the lower slot.
-bool ranksBefore(const SearchHit& a, const SearchHit& b) {
-    return a.similarity != b.similarity ? a.similarity > b.similarity : a.slot < b.slot;
-}
-
-// The best k hits seen so far, as a heap with the worst on top.
+// The best k hits seen so far, best first; of equals, the lower slot.
 class BestHits {
 public:
     BestHits(std::size_t k, std::int32_t probeSquares) : k_(k), probeSquares_(probeSquares) {
@@ -74,10 +72,7 @@ public:
         }
     }
 
-    std::vector<SearchHit> ranked() && {
-        std::sort_heap(hits_.begin(), hits_.end(), ranksBefore);
-        return std::move(hits_);
-    }
+    std::vector<SearchHit> ranked() && { return std::move(hits_); }
 
 private:
     // Tells most records apart from the best without a root: a signed square of the cosine,
@@ -89,16 +84,16 @@ private:
 
     void offer(SearchHit hit) {
         if (hits_.size() == k_) {
-            if (!(hit.similarity > hits_.front().similarity)) {
+            if (!(hit.similarity > hits_.back().similarity)) {
                 return;
             }
-            std::pop_heap(hits_.begin(), hits_.end(), ranksBefore);
             hits_.pop_back();
         }
-        hits_.push_back(hit);
-        std::push_heap(hits_.begin(), hits_.end(), ranksBefore);
+        const auto place = std::ranges::upper_bound(hits_, hit.similarity, std::ranges::greater(),
+                                                    &SearchHit::similarity);
+        hits_.insert(place, hit);
         if (hits_.size() == k_) {
-            raiseLeastSquare(hits_.front().similarity);
+            raiseLeastSquare(hits_.back().similarity);
         }
     }
 

@@ -96,7 +96,7 @@ protected:
     std::uint32_t code_ = 99;
 };
 
-TEST_F(CaptureMemory, OfDetectingIsAFrameATableAndAList) {
+TEST_F(CaptureMemory, OfDetectingIsAFrameAndATable) {
     detect();
     EXPECT_EQ(allocationsOf([&] { detect(); }), kOfTheScratchFrame + kOfTheColumnTable);
     EXPECT_TRUE(found_);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -18,7 +19,6 @@ namespace {
 using Values = std::vector<std::int8_t>;
 
 constexpr std::size_t kLongest = 1100;
-constexpr std::size_t kCacheLine = 64;
 
 Values randomValues(SeededRandom& random, std::size_t length) {
     Values values(length);
@@ -72,6 +72,17 @@ protected:
         if (!isTried(*GetParam())) {
             GTEST_SKIP() << "this CPU cannot run " << GetParam()->name;
         }
+    }
+
+    // Of records of the probe's length that are summed at one go.
+    static std::vector<RecordSums> sumsOfBatch(std::span<const std::int8_t> probe,
+                                               const std::vector<const std::int8_t*>& records) {
+        const PreparedProbe prepared(probe);
+        const std::vector<const std::int8_t*> upcoming(records.size(), nullptr);
+        std::vector<RecordSums> sums(records.size(), {-1, -1});
+        GetParam()->sumRecords(prepared.view(), records.data(), upcoming.data(), records.size(),
+                               sums.data());
+        return sums;
     }
 
     static RecordSums sumsOf(std::span<const std::int8_t> probe, const std::int8_t* record) {
@@ -154,6 +165,58 @@ TEST_P(KernelTest, SumsEachRecordOfABatch) {
                                    sums.data());
             ASSERT_EQ(sums, wanted) << length << " " << count;
         }
+    }
+}
+
+std::vector<RecordSums> plainSumsOfBatch(std::span<const std::int8_t> probe,
+                                         const std::vector<const std::int8_t*>& records) {
+    std::vector<RecordSums> sums;
+    for (const std::int8_t* const record : records) {
+        sums.push_back(plainSums(probe, record));
+    }
+    return sums;
+}
+
+TEST_P(KernelTest, SumsWholeBlocksSideBySideAtEveryAddress) {
+    SeededRandom random;
+    const Values probe = randomValues(random, kWholeBlock);
+    const Values bytes = randomValues(random, 2 * kWholeBlock);
+    for (std::size_t first = 0; first < kCacheLine; ++first) {
+        for (std::size_t second = 0; second < kCacheLine; ++second) {
+            const std::vector<const std::int8_t*> records{bytes.data() + first,
+                                                          bytes.data() + 3 * kCacheLine + second,
+                                                          bytes.data() + kCacheLine + second};
+            ASSERT_EQ(sumsOfBatch(probe, records), plainSumsOfBatch(probe, records))
+                << first << " " << second;
+        }
+    }
+}
+
+TEST_P(KernelTest, SumsWholeBlocksOfExtremeValues) {
+    constexpr std::array kExtremes{-128, -127, -1, 0, 1, 127};
+    std::vector<Values> blocks;
+    for (const int value : kExtremes) {
+        blocks.emplace_back(kWholeBlock, static_cast<std::int8_t>(value));
+    }
+    for (const Values& probe : blocks) {
+        for (const Values& a : blocks) {
+            for (const Values& b : blocks) {
+                const std::vector<const std::int8_t*> records{a.data(), b.data(), a.data()};
+                ASSERT_EQ(sumsOfBatch(probe, records), plainSumsOfBatch(probe, records))
+                    << int{probe[0]} << " " << int{a[0]} << " " << int{b[0]};
+            }
+        }
+    }
+}
+
+TEST_P(KernelTest, ReadsNothingBeyondAWholeBlock) {
+    const ReadableEnd memory;
+    SeededRandom random;
+    const std::span<std::int8_t> block = memory.lastBytes(kWholeBlock);
+    std::ranges::copy(randomValues(random, kWholeBlock), block.begin());
+    for (std::size_t count = 1; count <= 3; ++count) {
+        const std::vector<const std::int8_t*> records(count, block.data());
+        ASSERT_EQ(sumsOfBatch(block, records), plainSumsOfBatch(block, records)) << count;
     }
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "brairu.h"
+#include "match/kernels/chosenKernel.h"
 #include "publishedEngine.h"
 #include "support/captureOutput.h"
 #include "support/childProcess.h"
@@ -109,6 +110,19 @@ TEST_F(Lifecycle, StartLogsTheSecurityLevelUnderItsOldLabel) {
         EXPECT_THAT(
             ScriptedLog::lines(),
             ElementsAre(LogLine{6, "database", "pva search init succ\r\n"}, startedLine(4)));
+    });
+}
+
+TEST_F(Lifecycle, StartLogsASearchKernelThatCannotBeHad) {
+    freshly([&] {
+        ::setenv("BRAIRU_SEARCH_KERNEL", "abacus", 1);
+        init();
+        EXPECT_THAT(
+            ScriptedLog::lines(),
+            ElementsAre(LogLine{6, "pva",
+                                std::string("no search kernel \"abacus\" here: ") +
+                                    chosenKernel().name + " runs\n"},
+                        LogLine{6, "database", "pva search init succ\r\n"}, startedLine(1)));
     });
 }
 

@@ -1,5 +1,6 @@
 // FAISS: an index of 8-bit scalar-quantised unit vectors, searched whole by inner product.
 #include <faiss/IndexScalarQuantizer.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <array>
@@ -37,6 +38,8 @@ class FaissIndex {
 public:
     explicit FaissIndex(const Gallery& gallery) : probe_(unitVector(gallery.probe())) {
         const Vector vectors = unitVectors(gallery.cache());
+        // A second thread would wait for the one core of this process.
+        omp_set_num_threads(1);
         index_.train(gallery.cache().capacity(), vectors.data());
         index_.add(gallery.cache().capacity(), vectors.data());
     }

@@ -12,7 +12,7 @@ endfunction()
 find_package(OpenMP QUIET)
 find_package(faiss QUIET)
 if(TARGET faiss AND OpenMP_CXX_FOUND)
-    brairu_add_peer(faiss faiss)
+    brairu_add_peer(faiss faiss OpenMP::OpenMP_CXX)
 endif()
 
 set(simsimd ${BRAIRU_BENCH_PEERS}/simsimd)

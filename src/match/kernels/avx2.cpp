@@ -1,7 +1,5 @@
 // AVX2: bytes are widened to 16 bits, whose products are added in pairs into 32 bits.
-#include <immintrin.h>
-
-#include "match/kernels/kernel.h"
+#include "match/kernels/pairLoop.h"
 
 namespace brairu {
 namespace {
@@ -16,30 +14,40 @@ __m256i loaded(const std::int16_t* values) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(values));
 }
 
-std::int32_t total(__m256i lanes) {
-    __m128i sum = _mm_add_epi32(_mm256_castsi256_si128(lanes), _mm256_extracti128_si256(lanes, 1));
-    sum = _mm_add_epi32(sum, _mm_shuffle_epi32(sum, 0b01'00'11'10));
-    sum = _mm_add_epi32(sum, _mm_shuffle_epi32(sum, 0b10'11'00'01));
-    return _mm_cvtsi128_si32(sum);
+// { a0 + a2, b0 + b2, a1 + a3, b1 + b3 } of every four lanes.
+__m256i addedBy32(__m256i a, __m256i b) {
+    return _mm256_add_epi32(_mm256_unpacklo_epi32(a, b), _mm256_unpackhi_epi32(a, b));
 }
 
-// Two accumulators each, so that additions need not wait for one another.
-RecordSums sumRecord(const ProbeView& probe, const std::int8_t* record) {
-    __m256i ps[2] = {_mm256_setzero_si256(), _mm256_setzero_si256()};
-    __m256i ss[2] = {_mm256_setzero_si256(), _mm256_setzero_si256()};
-    std::size_t i = 0;
-    for (; i + 2 * kStep <= probe.length; i += 2 * kStep) {
-        for (std::size_t half = 0; half < 2; ++half) {
-            const __m256i stored = widened(record + i + half * kStep);
-            const __m256i wanted = loaded(probe.wide + i + half * kStep);
-            ps[half] = _mm256_add_epi32(ps[half], _mm256_madd_epi16(stored, wanted));
-            ss[half] = _mm256_add_epi32(ss[half], _mm256_madd_epi16(stored, stored));
+// { a0 + a2, a1 + a3, b0 + b2, b1 + b3 } of every four lanes.
+__m256i addedBy64(__m256i a, __m256i b) {
+    return _mm256_add_epi32(_mm256_unpacklo_epi64(a, b), _mm256_unpackhi_epi64(a, b));
+}
+
+class Probe {
+public:
+    struct Sums {
+        __m256i ps = _mm256_setzero_si256();
+        __m256i ss = _mm256_setzero_si256();
+    };
+
+    explicit Probe(const ProbeView& view) : wide_(view.wide) {}
+
+    void addLine(Sums& sums, const std::int8_t* record, std::size_t offset) const {
+        for (std::size_t i = offset; i < offset + kCacheLine; i += kStep) {
+            const __m256i stored = widened(record + i);
+            sums.ps = _mm256_add_epi32(sums.ps, _mm256_madd_epi16(stored, loaded(wide_ + i)));
+            sums.ss = _mm256_add_epi32(sums.ss, _mm256_madd_epi16(stored, stored));
         }
     }
-    RecordSums sums{total(_mm256_add_epi32(ps[0], ps[1])), total(_mm256_add_epi32(ss[0], ss[1]))};
-    addRest(probe, record, i, sums);
-    return sums;
-}
+
+    __m128i totals(const Sums& a, const Sums& b) const {
+        return halvesAdded(addedBy64(addedBy32(a.ps, a.ss), addedBy32(b.ps, b.ss)));
+    }
+
+private:
+    const std::int16_t* wide_;
+};
 
 bool runsHere() {
     return __builtin_cpu_supports("avx2");
@@ -47,6 +55,6 @@ bool runsHere() {
 
 }  // namespace
 
-const SearchKernel kAvx2Kernel{"avx2", runsHere, sumEach<sumRecord>};
+const SearchKernel kAvx2Kernel{"avx2", runsHere, sumInPairs<Probe>};
 
 }  // namespace brairu

@@ -18,6 +18,11 @@ struct ProbeView {
     std::int32_t sum;  // of the values
 };
 
+// The length of nearly every record, which some kernels are made for.
+constexpr std::size_t kWholeBlock = 512;
+
+constexpr std::size_t kCacheLine = 64;
+
 struct RecordSums {
     std::int32_t ps;  // probe times record
     std::int32_t ss;  // record times record
@@ -51,7 +56,6 @@ static inline void prefetchAt(const std::int8_t* record, std::size_t offset) {
 }
 
 static inline void prefetchRecord(const std::int8_t* record, std::size_t length) {
-    constexpr std::size_t kCacheLine = 64;
     for (std::size_t offset = 0; offset < length; offset += kCacheLine) {
         prefetchAt(record, offset);
     }
