@@ -1,8 +1,11 @@
+#include "renderer/frameSize.h"
 #include "renderer/palmAlbum.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
@@ -39,22 +42,43 @@ std::string formatNamed(const std::string& name) {
 }
 
 cv::Size sizeFrom(const std::string& text) {
-    const std::size_t cross = text.find('x');
-    if (cross == std::string::npos) {
+    const std::optional<cv::Size> size = brairu::frameSizeFrom(text);
+    if (!size) {
         throw std::invalid_argument("a size is written like 640x480, not " + text);
     }
-    return {std::stoi(text.substr(0, cross)), std::stoi(text.substr(cross + 1))};
+    if (!brairu::isDrawable(*size)) {
+        const std::string least = std::to_string(brairu::kLeastFrameSide);
+        throw std::invalid_argument("frames of " + text + " are too small to draw a palm in: at " +
+                                    "least " + least + "x" + least);
+    }
+    return *size;
+}
+
+std::uint64_t numberFrom(const std::string& text, std::uint64_t most) {
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    if (read.ec != std::errc() || read.ptr != end || number > most) {
+        throw std::invalid_argument("a whole number from 0 to " + std::to_string(most) +
+                                    " is wanted, not " + text);
+    }
+    return number;
+}
+
+int countFrom(const std::string& text) {
+    constexpr int kMost = 1'000'000;
+    return static_cast<int>(numberFrom(text, kMost));
 }
 
 void setOption(AlbumOptions& options, const std::string& name, const std::string& value) {
     if (name == "--people") {
-        options.people = std::stoi(value);
+        options.people = countFrom(value);
     } else if (name == "--captures") {
-        options.captures = std::stoi(value);
+        options.captures = countFrom(value);
     } else if (name == "--empty") {
-        options.empty = std::stoi(value);
+        options.empty = countFrom(value);
     } else if (name == "--seed") {
-        options.seed = std::stoull(value);
+        options.seed = numberFrom(value, std::numeric_limits<std::uint64_t>::max());
     } else if (name == "--scenario") {
         options.scenario = scenarioNamed(value);
     } else if (name == "--size") {

@@ -11,7 +11,8 @@ folder=$PWD/build/package/debian-$architecture
 libraries=$folder/libraries
 described=$folder/described
 wanted="libc6 libgcc-s1 libstdc++6 libopencv-core406 libopencv-imgproc406 libopencv-dnn406
-    libopencv-imgcodecs406 libopencv-imgcodecs-dev libsqlite3-0 libsodium23 libcli11-dev"
+    libopencv-imgcodecs406 libopencv-imgcodecs-dev libsqlite3-0 libsodium23 libcli11-dev
+    libv4l-0 libv4l-dev"
 
 # apt with a state of its own; where it gets Debian from, it takes from this machine's.
 set_up_apt() {

@@ -12,6 +12,7 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 TEST(CommandLine, HelpListsEveryCommandAndTheExitStatuses) {
@@ -50,6 +51,52 @@ TEST(CommandLine, WrongUsageEndsWithStatus2) {
         EXPECT_THAT(run.out, IsEmpty());
         EXPECT_THAT(run.err, HasSubstr("--help"));
     }
+}
+
+TEST(CommandLine, AnUnknownCommandIsNamed) {
+    const ToolPlace place;
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"enroll"}, {"db", "enroll"}}) {
+        const ToolRun run = place.runAsItIs(arguments);
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_EQ(run.err, "\"enroll\" is no command\nRun with --help for more information.\n");
+    }
+    EXPECT_THAT(place.runAsItIs({"detect", "--no"}).err, Not(HasSubstr("is no command")));
+}
+
+TEST(CommandLine, NumbersThatDoNotFitAreRefused) {
+    const ToolPlace place;
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"db", "show", "9223372036854775808"},
+          {"db", "delete", "9223372036854775808"},
+          {"db", "export", "e", "--user", "9223372036854775808"},
+          {"enrol", "--user", "9223372036854775808", "--palm", "0", "a.png"}}) {
+        const ToolRun run = place.run(arguments);
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_THAT(run.err, HasSubstr("9223372036854775808 is no whole number of 64 bits\n"));
+    }
+    for (const char* const seconds : {"0", "-1", "inf", "nan", "soon"}) {
+        const ToolRun run = place.run({"watch", "--idle", seconds, place.file("")});
+        EXPECT_EQ(run.exitStatus, 2) << seconds;
+        EXPECT_THAT(run.err,
+                    HasSubstr(std::string(seconds) + " is no number of seconds above 0\n"));
+    }
+}
+
+TEST(CommandLine, AFolderInPlaceOfAFileIsNamed) {
+    ToolPlace place;
+    const std::string folder = place.file("folder");
+    std::filesystem::create_directory(folder);
+    const ToolRun config = place.runAsItIs({"--config", folder, "db", "list"});
+    EXPECT_EQ(config.exitStatus, 3);
+    EXPECT_THAT(config.err, StartsWith("brairu: the configuration " + folder +
+                                       " cannot be read: Is a directory\n"));
+    place.config["database"]["database_path"] = folder;
+    const ToolRun list = place.run({"db", "list"});
+    EXPECT_EQ(list.exitStatus, 3);
+    EXPECT_EQ(list.err, "brairu: the database " + folder +
+                            " is a folder\n"
+                            "Name a file in database.database_path of the configuration.\n");
 }
 
 TEST(CommandLine, AFrameThatIsNotThereEndsWithStatus2) {

@@ -2,7 +2,10 @@
 // damaged exports, who has a file open.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <grp.h>
+#include <sched.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -477,6 +480,33 @@ TEST_F(Holding, RefusesToGuessWithoutTheTableOfProcesses) {
                 HasSubstr("does not list this command"));
 }
 
+TEST_F(Holding, RefusesToGuessWhereProcessesOfOtherUsersAreHidden) {
+    fs::create_directories(folder.file("proc/" + std::to_string(::getpid())));
+    EXPECT_THAT(faultOf([&] { holdersOf({}, folder.file("proc")); }),
+                HasSubstr("proc hides the processes of other users"));
+}
+
+TEST_F(Holding, RefusesToGuessBehindHidepid) {
+    constexpr uid_t kNobody = 65534;
+    const std::string table = folder.file("proc");
+    fs::create_directory(table);
+    EXPECT_EQ(statusOf([&] {
+                  if (::unshare(CLONE_NEWNS) != 0 ||
+                      ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                      ::mount("proc", table.c_str(), "proc", 0, "hidepid=2") != 0) {
+                      return;  // takes root
+                  }
+                  EXPECT_EQ(faultOf([&] { holdersOf({}, table); }), "");
+                  fs::permissions(folder.path(), fs::perms(0755));
+                  ASSERT_EQ(::setgroups(0, nullptr), 0);  // the group of root sees them too
+                  ASSERT_EQ(::setgid(kNobody), 0);
+                  ASSERT_EQ(::setuid(kNobody), 0);
+                  EXPECT_THAT(faultOf([&] { holdersOf({}, table); }),
+                              HasSubstr("proc hides the processes of other users"));
+              }),
+              0);
+}
+
 TEST_F(Holding, CountsAProcessThatCannotBeReadForAnyReason) {
     fs::create_directories(folder.file("proc/" + std::to_string(::getpid())));
     fs::create_directories(folder.file("proc/1"));  // as one that has ended
@@ -547,6 +577,44 @@ TEST_F(Exporting, AWorkingFileTakesNoNameThatIsInUse) {
     first.keep();
     EXPECT_EQ(readFile(folder.file("e")), "first");
     EXPECT_EQ(readFile(mine), "mine");
+}
+
+// Writes half a file in a process that is killed then.
+void writeKilled(const std::string& path, PrivateFile::Before before) {
+    const int status = statusOf([&] {
+        PrivateFile file(path, before);
+        file.write("half");
+        ::kill(::getpid(), SIGKILL);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status));
+}
+
+TEST_F(Exporting, AKilledRunLeavesNothing) {
+    if (!FileDescriptor(::open(folder.path().c_str(), O_TMPFILE | O_RDWR, 0600)).isOpen()) {
+        GTEST_SKIP() << "this file system knows no files without a name";
+    }
+    writeKilled(folder.file("e"), PrivateFile::Before::nameless);
+    EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+TEST_F(Exporting, AKilledRunUnderAWorkingNameIsFound) {
+    EXPECT_THAT(PrivateFile::workingFilesOf(folder.file("e")), IsEmpty());
+    writeKilled(folder.file("e"), PrivateFile::Before::named);
+    (void)folder.write("f.partialAb12Cd", "of another file");
+    const auto found = PrivateFile::workingFilesOf(folder.file("e"));
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(readFile(found[0]), "half");
+}
+
+TEST_F(Exporting, AFileReplacesNoneThatCameMeanwhile) {
+    for (const auto before : {PrivateFile::Before::nameless, PrivateFile::Before::named}) {
+        PrivateFile file(folder.file("e"), before);
+        file.write("mine");
+        (void)folder.write("e", "of another");
+        EXPECT_THAT(faultOf([&] { file.keep(); }), HasSubstr("cannot be written: File exists"));
+        EXPECT_EQ(readFile(folder.file("e")), "of another");
+        fs::remove(folder.file("e"));
+    }
 }
 
 TEST_F(BackingUp, LeavesAnEngineTimeToWrite) {

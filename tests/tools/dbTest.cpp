@@ -403,6 +403,52 @@ TEST(Db, ChangesNoStoreWithTemplatesOfAnotherNumber) {
     EXPECT_EQ(place.storeState(), before);
 }
 
+TEST(Db, NamesWhatRunsThatWereCutLeftBesideANewFile) {
+    const ToolPlace place;
+    fill(place);
+    for (const std::string command : {"backup", "export"}) {
+        const std::string path = place.file(command);
+        const std::string leftover = place.write(command + ".partialAb12Cd", "half");
+        const ToolRun run = place.run({"db", command, path});
+        EXPECT_EQ(run.exitStatus, 0) << run.err;
+        EXPECT_THAT(run.out, EndsWith("\n" + leftover +
+                                      " is left of a run that was cut, unless one is under way: "
+                                      "delete it, it holds templates\n"));
+        EXPECT_EQ(readFile(leftover), "half");
+        fs::remove(path);
+        const Json json = place.run({"db", command, path, "--json"}).json();
+        EXPECT_EQ(json["leftovers"], Json::array({leftover}));
+    }
+}
+
+// What a program that is no engine may leave.
+TEST(Db, TakesAnEmptyDatabaseForOneOfNobody) {
+    const ToolPlace place;
+    fill(place);
+    ASSERT_EQ(place.run({"db", "compact"}).exitStatus, 0);
+    ASSERT_EQ(place.run({"db", "export", place.file("e.jsonl")}).exitStatus, 0);
+    place.write("palms.db", "");
+    place.write("palms.bin", std::string(5130000, '\0'));
+    EXPECT_EQ(place.run({"db", "check"}).exitStatus, 0);
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"db", "delete", "7"}, {"db", "compact"}}) {
+        const ToolRun run = place.run(command);
+        EXPECT_EQ(run.exitStatus, 1);
+        EXPECT_EQ(run.err, "brairu: nobody is enrolled in " + place.databasePath() +
+                               "\nNo engine has used it yet: the first start makes its table.\n");
+    }
+    const ToolRun import = place.run({"db", "import", place.file("e.jsonl")});
+    EXPECT_EQ(import.exitStatus, 0) << import.err;
+    EXPECT_THAT(import.out, HasSubstr("3 palms added"));
+}
+
+TEST(Db, ImportsNoFileThatIsNotThere) {
+    const ToolPlace place;
+    const ToolRun run = place.run({"db", "import", place.file("none")});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.err, "brairu: " + place.file("none") + " is not there\nCheck the name.\n");
+}
+
 TEST(Db, ReportsAFaultForPrograms) {
     const ToolPlace place;
     fill(place);

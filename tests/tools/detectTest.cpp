@@ -154,6 +154,17 @@ TEST(Detect, DrawsWhatItSeesToOnePictureAFrame) {
     EXPECT_FALSE(std::ranges::any_of(coloursOf(place.file("out-2.ppm")), isColoured));
 }
 
+TEST(Detect, DoesNotDrawOnTheFrameItself) {
+    const ToolPlace place;
+    const std::string frame = place.greyFrame("grey.pgm");
+    const std::string before = readFile(frame);
+    const ToolRun run = place.run({"detect", frame, "--draw", frame});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.err, "brairu: the picture " + frame +
+                           " is the frame itself\nName another file with --draw.\n");
+    EXPECT_EQ(readFile(frame), before);
+}
+
 TEST(Detect, ShowsTheEnginesLinesOnStandardErrorOnRequest) {
     const ToolPlace place;
     const ToolRun run = place.run({"detect", "--json", "--verbose", place.frames(1, 0, 1)[0]});

@@ -101,6 +101,18 @@ TEST_F(Eval, TellsOfAFileThatCannotBeReadAndGoesOn) {
                                HasSubstr("1 file could not be read and is not counted.")));
 }
 
+TEST_F(Eval, WritesOutWhatNamesHold) {
+    place.picture("pictures/p|4_0.pgm", palmFrame(1, 3));
+    place.picture("pictures/p|4_1.pgm", palmFrame(1, 4));
+    place.greyFrame("pictures/p5\n\x1b[2J_0.pgm");
+    place.picture("pictures/p6\n,_0.pgm", palmFrame(2, 3));
+    const ToolRun run = place.run({"eval", folder(), "--report", place.file("report")});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_THAT(run.out, StartsWith("p5\\n\\x1b[2J_0.pgm: refused, no hand was found\n"));
+    EXPECT_THAT(readFile(place.file("report/report.md")), HasSubstr("| p\\|4_"));
+    EXPECT_THAT(readFile(place.file("report/scores.csv")), HasSubstr(",\"p6\\n,_0.pgm\","));
+}
+
 TEST_F(Eval, TakesAFolderOrRenderedPeople) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"eval"}, {"eval", folder(), "--rendered", "2"}}) {

@@ -12,6 +12,8 @@
 #include "evaluation/evaluationSections.h"
 #include "evaluation/palmPictures.h"
 #include "fault.h"
+#include "report/printable.h"
+#include "report/table.h"
 #include "support/temporaryFolder.h"
 #include "support/xmlShape.h"
 #include "svg/svg.h"
@@ -452,6 +454,25 @@ TEST(Tables, AlignTheFirstColumnLeftAndTheOthersRight) {
                 ElementsAre("           EER   n", "block 0  1.5 %", "mean       0 %  12"));
     EXPECT_THAT(markdownOf(table), ElementsAre("|  | EER | n |", "|---|---:|---:|",
                                                "| block 0 | 1.5 % |  |", "| mean | 0 % | 12 |"));
+}
+
+TEST(Tables, HoldNamesOfAnyKind) {
+    const Table table{{"name", "n"}, {{"a|b\\c", "1"}, {"d\ne\x1b[2J", "2"}}};
+    EXPECT_THAT(linesOf(table),
+                ElementsAre("name         n", "a|b\\c        1", "d\\ne\\x1b[2J  2"));
+    EXPECT_THAT(markdownOf(table), ElementsAre("| name | n |", "|---|---:|", "| a\\|b\\\\c | 1 |",
+                                               "| d\\\\ne\\\\x1b[2J | 2 |"));
+}
+
+TEST(Printable, WritesOutWhatWouldBreakALineOrCommandATerminal) {
+    EXPECT_EQ(printable("Anna's \xc3\xa4lteste_1.png \xe2\x82\xac \xf0\x9f\x96\x90"),
+              "Anna's \xc3\xa4lteste_1.png \xe2\x82\xac \xf0\x9f\x96\x90");
+    EXPECT_EQ(printable("a\nb\rc\td\x1b[31m\x7f"), "a\\nb\\rc\\td\\x1b[31m\\x7f");
+    EXPECT_EQ(printable("\xc2\x9b"), "\\xc2\\x9b");          // a command of terminals
+    EXPECT_EQ(printable("\xe4.png"), "\\xe4.png");           // no UTF-8
+    EXPECT_EQ(printable("cut \xe2\x82"), "cut \\xe2\\x82");  // nor this
+    EXPECT_EQ(printable(std::string_view("\0", 1)), "\\x00");
+    EXPECT_EQ(printable(""), "");
 }
 
 TEST(SvgPicture, EscapesWhatXmlReserves) {

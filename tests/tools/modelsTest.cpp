@@ -85,6 +85,45 @@ TEST(Models, WhatIsNotThereOrCannotBeWrittenEndsWithStatus2) {
     EXPECT_THAT(folder.err, HasSubstr(" cannot be read\n"));
 }
 
+TEST(Models, PackAndUnpackReplaceAFileOnlyWhenTold) {
+    const ToolPlace place;
+    const std::string model = place.write("model", "a model");
+    ASSERT_EQ(place.run({"models", "pack", model, place.file("container")}).exitStatus, 0);
+    const std::string mine = place.write("mine", "mine");
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"models", "pack", model, mine},
+          {"models", "unpack", place.file("container"), mine}}) {
+        const ToolRun refused = place.run(command);
+        EXPECT_EQ(refused.exitStatus, 2);
+        EXPECT_EQ(refused.err, "brairu: " + mine +
+                                   " is there already\n"
+                                   "Name a new file, or give --force to replace it.\n");
+        EXPECT_EQ(readFile(mine), "mine");
+        EXPECT_EQ(place.run(joined(command, {"--force"})).exitStatus, 0);
+        EXPECT_NE(readFile(mine), "mine");
+        place.write("mine", "mine");
+    }
+}
+
+TEST(Palms, RenderReplacesFilesOnlyWhenTold) {
+    const ToolPlace place;
+    const std::vector<std::string> command{"palms",      "render", place.file(""), "--people", "1",
+                                           "--captures", "1",      "--empty",      "1"};
+    for (const std::string name : {"index.csv", "0L_0.png", "0R_0.png", "empty_0.png"}) {
+        const std::string mine = place.write(name, "mine");
+        const ToolRun run = place.run(command);
+        EXPECT_EQ(run.exitStatus, 2) << name;
+        EXPECT_EQ(run.err, "brairu: " + mine +
+                               " is there already\n"
+                               "Name a new folder, or give --force to replace what is there.\n");
+        EXPECT_EQ(readFile(mine), "mine");
+        std::filesystem::remove(mine);
+    }
+    const std::string mine = place.write("0L_0.png", "mine");
+    EXPECT_EQ(place.run(joined(command, {"--force"})).exitStatus, 0);
+    EXPECT_NE(readFile(mine), "mine");
+}
+
 TEST(Palms, RenderDrawsFramesThatEvalTakes) {
     const ToolPlace place;
     const std::string folder = place.file("frames");

@@ -1,7 +1,8 @@
-// watch: the loop of a door, on folders that fill up.
+// watch: the loop of a door, on folders that fill up and on a camera.
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <thread>
@@ -93,6 +94,156 @@ TEST_F(Watch, PassesOverAFrameThatCannotBeReadAndChangesNothingInTheStore) {
     EXPECT_EQ(run.exitStatus, 0);
     EXPECT_THAT(namesOf(eventsOf(run)), ElementsAre("unreadable", "recognised"));
     EXPECT_EQ(place.storeState(), before);
+}
+
+// A camera in place of a real one. It delivers what was filmed, and is unplugged then.
+class WatchCamera : public Watch {
+protected:
+    void SetUp() override {
+        if (!BRAIRU_READS_CAMERAS) {
+            GTEST_SKIP() << "built without libv4l2";
+        }
+    }
+
+    // As run, where the camera shows so many frames between two looks, and has this fault.
+    ToolRun watch(std::vector<std::string> arguments) const {
+        const std::string sanitizer =
+            std::string(std::getenv("ASAN_OPTIONS") ? std::getenv("ASAN_OPTIONS") : "") +
+            ":verify_asan_link_order=0";
+        const std::vector<std::pair<const char*, std::string>> variables{
+            {"LD_PRELOAD", BRAIRU_CAMERA_DOUBLE},
+            {"ASAN_OPTIONS", sanitizer},
+            {"CAMERA_PICTURES", folder()},
+            {"CAMERA_FORMAT", format},
+            {"CAMERA_BURST", burst},
+            {"CAMERA_FAULT", fault}};
+        for (const auto& [name, value] : variables) {
+            ::setenv(name, value.c_str(), 1);
+        }
+        const ToolRun run =
+            place.run(joined({"watch", "--size", "320x240", "/dev/double"}, arguments));
+        for (const auto& variable : variables) {
+            ::unsetenv(variable.first);
+        }
+        return run;
+    }
+
+    void expectFault(const std::string& message) const {
+        const ToolRun run = watch({});
+        EXPECT_EQ(run.exitStatus, 2);
+        EXPECT_EQ(run.err, message);
+    }
+
+    std::string format = "YUYV";
+    std::string burst = "1";
+    std::string fault;
+};
+
+TEST_F(WatchCamera, RecognisesAnEnrolledPalmUntilTheCameraIsUnplugged) {
+    film("1.pgm", nothing);
+    film("2.pgm", palmFrame(1, 5));
+    film("3.pgm", nothing);
+    film("4.pgm", palmFrame(2, 5));
+    for (const char* const each : {"YUYV", "GREY"}) {
+        SCOPED_TRACE(format = each);
+        const ToolRun run = watch({"--json"});
+        EXPECT_EQ(run.exitStatus, 2);
+        std::vector<Json> events = eventsOf(run);
+        ASSERT_EQ(events.size(), 5U) << run.out << run.err;
+        EXPECT_EQ(events.back()["error"], "the camera /dev/double was unplugged");
+        events.pop_back();
+        EXPECT_THAT(namesOf(events),
+                    ElementsAre("no_hand", "recognised", "no_hand", "not_recognised"));
+        EXPECT_EQ(events[1]["user"], 1);
+        EXPECT_EQ(events[1]["frame"], "/dev/double #2");
+        EXPECT_EQ(run.err,
+                  "brairu: the camera /dev/double was unplugged\n"
+                  "Plug it in, and run the command again.\n");
+    }
+}
+
+TEST_F(WatchCamera, EndsAtTheFirstRecognised) {
+    film("1.pgm", palmFrame(1, 5));
+    const ToolRun run = watch({"--once"});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_THAT(run.out, testing::StartsWith("recognised: user 1, palm 0, similarity 0."));
+}
+
+TEST_F(WatchCamera, LooksAtTheNewestFrame) {
+    burst = "2";
+    film("1.pgm", palmFrame(2, 5));
+    film("2.pgm", palmFrame(1, 5));
+    const ToolRun run = watch({"--once", "--json"});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    const std::vector<Json> events = eventsOf(run);
+    ASSERT_THAT(namesOf(events), ElementsAre("recognised"));
+    EXPECT_EQ(events[0]["frame"], "/dev/double #2");
+}
+
+TEST_F(WatchCamera, SaysThatItMayNotBeOpened) {
+    fault = "forbidden";
+    expectFault(
+        "brairu: /dev/double may not be opened: Permission denied\n"
+        "Join the group that has the device, mostly video (sudo adduser USER video), and log in "
+        "again.\n");
+}
+
+TEST_F(WatchCamera, SaysThatAnotherProgramHasIt) {
+    fault = "busy";
+    expectFault(
+        "brairu: another program is using the camera /dev/double\n"
+        "Close it, and run the command again.\n");
+}
+
+TEST_F(WatchCamera, SaysThatADeviceFileGivesNoPictures) {
+    fault = "without pictures";
+    expectFault(
+        "brairu: /dev/double gives no pictures\n"
+        "A camera may have several device files, one of them for pictures: \"ls /dev/video*\" "
+        "lists them.\n");
+}
+
+TEST_F(WatchCamera, SaysThatNoFrameComes) {
+    fault = "silent";
+    expectFault(
+        "brairu: the camera /dev/double gave no frame for 5 seconds\n"
+        "Look at its cable and its power, and plug it in anew.\n");
+}
+
+TEST_F(WatchCamera, SaysThatThereIsNone) {
+    const ToolRun run = place.run({"watch", "99"});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.err,
+              "brairu: /dev/video99 is not there\n"
+              "Look whether the camera is plugged in: \"ls /dev/video*\" lists what is.\n");
+    const ToolRun other = place.run({"watch", "/dev/null"});
+    EXPECT_EQ(other.exitStatus, 2);
+    EXPECT_THAT(other.err, testing::StartsWith("brairu: /dev/null is no camera\n"));
+}
+
+TEST(WatchNothing, SaysThatThisBuildReadsNoCameras) {
+    if (BRAIRU_READS_CAMERAS) {
+        GTEST_SKIP() << "this build reads cameras";
+    }
+    const ToolRun run = ToolPlace().run({"watch", "/dev/video0"});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_THAT(run.err, testing::StartsWith(
+                             "brairu: /dev/video0 cannot be read: this build reads no cameras\n"));
+}
+
+TEST(WatchNothing, TakesNoSingleFrame) {
+    const ToolPlace place;
+    const std::string frame = place.greyFrame("grey.pgm");
+    const ToolRun run = place.run({"watch", frame});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_THAT(run.err, testing::StartsWith("brairu: " + frame + " is a single frame\n"));
+}
+
+TEST(WatchNothing, SaysThatAFolderIsNotThere) {
+    const ToolPlace place;
+    const ToolRun run = place.run({"watch", place.file("frames")});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.err, "brairu: " + place.file("frames") + " is not there\nCheck the name.\n");
 }
 
 TEST(WatchNothing, SaysThatAVideoCannotBeOpened) {

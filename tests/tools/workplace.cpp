@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -48,12 +50,26 @@ ToolRun ToolPlace::run(const std::vector<std::string>& arguments) const {
 }
 
 ToolRun ToolPlace::runAsItIs(const std::vector<std::string>& arguments) const {
+    return start(arguments, [] {});
+}
+
+// Without root there is nothing to give up.
+ToolRun ToolPlace::runWithoutPrivileges(const std::vector<std::string>& arguments) const {
+    write("brairu.json", config.dump(4));
+    return start(joined({"--config", configPath()}, arguments), [] {
+        ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+        ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
+    });
+}
+
+ToolRun ToolPlace::start(const std::vector<std::string>& arguments, void (*prepare)()) const {
     const std::string out = write("stdout", "");
     const std::string err = write("stderr", "");
     const pid_t child = ::fork();
     if (child == 0) {
         redirect(STDOUT_FILENO, out);
         redirect(STDERR_FILENO, err);
+        prepare();
         if (::chdir(BRAIRU_SOURCE_DIR) == 0) {
             execute(joined({BRAIRU_TOOL}, arguments));
         }

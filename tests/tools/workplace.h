@@ -41,6 +41,8 @@ public:
     ToolRun run(const std::vector<std::string>& arguments) const;
     // The same without writing or naming the configuration.
     ToolRun runAsItIs(const std::vector<std::string>& arguments) const;
+    // As run, but the rights of files hold for root too.
+    ToolRun runWithoutPrivileges(const std::vector<std::string>& arguments) const;
 
     // Writes captures of a left palm as pictures, which are told apart by their number.
     std::vector<std::string> frames(int person, int firstCapture, int count) const;
@@ -60,6 +62,8 @@ public:
     std::vector<std::string> storeState() const;
 
 private:
+    ToolRun start(const std::vector<std::string>& arguments, void (*prepare)()) const;
+
     TemporaryFolder folder_;
 };
 

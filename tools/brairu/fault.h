@@ -29,6 +29,14 @@ public:
         : Fault(Ending::inputFault, message, std::move(advice)) {}
 };
 
+// Of a source of frames that gives no more: unlike past a frame that cannot be read, there is no
+// going on.
+class SourceFault : public Fault {
+public:
+    SourceFault(const std::string& message, std::string advice)
+        : Fault(Ending::inputFault, message, std::move(advice)) {}
+};
+
 // Of the configuration, the networks, the store or the engine.
 class EngineFault : public Fault {
 public:

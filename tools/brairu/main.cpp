@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <array>
+#include <cstdio>
 #include <opencv2/core/utils/logger.hpp>
 
 #include "commands/bench.h"
@@ -16,6 +17,7 @@
 #include "commands/palms.h"
 #include "commands/verify.h"
 #include "commands/watch.h"
+#include "report/printable.h"
 #include "report/report.h"
 
 namespace {
@@ -54,6 +56,26 @@ void addCommands(CLI::App& app, Work& chosen) {
     }
 }
 
+// The word that stands where a command should; empty when it is something else that is wrong.
+std::string unknownCommand(const CLI::App& app) {
+    const CLI::App* last = &app;
+    while (!last->get_subcommands().empty()) {
+        last = last->get_subcommands().front();
+    }
+    const std::vector<std::string> others = app.remaining(true);
+    const bool lacksCommand = !last->get_subcommands({}).empty() && !others.empty();
+    return lacksCommand && !others.front().starts_with('-') ? others.front() : "";
+}
+
+Ending refuse(const CLI::App& app, const CLI::ParseError& fault) {
+    if (const std::string unknown = unknownCommand(app); !unknown.empty()) {
+        (void)std::fprintf(stderr, "\"%s\" is no command\nRun with --help for more information.\n",
+                           printable(unknown).c_str());
+        return Ending::inputFault;
+    }
+    return app.exit(fault) == 0 ? Ending::done : Ending::inputFault;
+}
+
 Ending run(const Work& work, const Settings& settings) {
     Report report(settings);
     try {
@@ -80,7 +102,7 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& fault) {
-        return static_cast<int>(app.exit(fault) == 0 ? Ending::done : Ending::inputFault);
+        return static_cast<int>(refuse(app, fault));
     }
     return static_cast<int>(run(chosen, settings));
 }

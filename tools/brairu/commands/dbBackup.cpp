@@ -2,24 +2,23 @@
 #include <CLI/CLI.hpp>
 
 #include "commands/dbCommands.h"
-#include "report/numbers.h"
-#include "report/report.h"
+#include "commands/newFileReport.h"
 #include "store/enrolledRows.h"
 #include "store/privateFile.h"
 
 namespace brairu::tool {
 namespace {
 
-// Copied anew, checked, and only then given its name.
+// Copied, checked, and only then written.
 long long copyInto(const std::string& path, const ReadOnlyDatabase& database) {
     PrivateFile file(path);
-    database.copyTo(file.workingPath());
-    const ReadOnlyDatabase copy(file.workingPath());
+    const ReadOnlyDatabase copy = database.copyInMemory();
     if (const std::string verdict = copy.integrity(); verdict != "ok") {
         throw EngineFault("the database is damaged: " + verdict,
                           "Run \"brairu db check\". No backup was made.");
     }
     const auto palms = static_cast<long long>(enrolledRows(copy).size());
+    file.write(copy.fileContent());
     file.keep();
     return palms;
 }
@@ -27,9 +26,7 @@ long long copyInto(const std::string& path, const ReadOnlyDatabase& database) {
 Ending backUp(const std::string& path, const Settings& settings, Report& report) {
     const StoreFiles files = configuredStore(settings.configPath).files;
     const long long palms = copyInto(path, openDatabase(files));
-    report.say(counted(palms, "palm") + " in " + path +
-               ". It holds biometric data: only you may read it");
-    report.conclude({{"result", "backed_up"}, {"file", path}, {"palms", palms}});
+    reportNewFile({"backed_up", path, palms}, report);
     return Ending::done;
 }
 

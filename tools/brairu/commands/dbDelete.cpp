@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "commands/dbCommands.h"
+#include "commands/optionChecks.h"
 #include "commands/storeChangeReport.h"
 #include "report/numbers.h"
 
@@ -54,7 +55,10 @@ void addDbDelete(const CommandLine& line) {
     const auto options = std::make_shared<DeleteOptions>();
     CLI::App* command =
         line.app.add_subcommand("delete", "Deletes a user's palms, while no engine runs");
-    command->add_option("user", options->user, "Number of the user")->required()->type_name("U");
+    command->add_option("user", options->user, "Number of the user")
+        ->required()
+        ->check(faultOfUserNumber)
+        ->type_name("U");
     command->add_option("--palm", options->palm, "This palm only")->type_name("P");
     command->callback([options, &chosen = line.chosen] {
         chosen = [options](const Settings& settings, Report& report) {

@@ -5,8 +5,8 @@
 #include <set>
 
 #include "commands/dbCommands.h"
-#include "report/numbers.h"
-#include "report/report.h"
+#include "commands/newFileReport.h"
+#include "commands/optionChecks.h"
 #include "store/enrolledRows.h"
 #include "store/palmExport.h"
 #include "store/privateFile.h"
@@ -71,10 +71,7 @@ Ending exportPalms(const ExportOptions& options, const Settings& settings, Repor
     PrivateFile file(options.path);
     file.write(textOf(content));
     file.keep();
-    const auto palms = static_cast<long long>(content.palms.size());
-    report.say(counted(palms, "palm") + " in " + options.path +
-               ". It holds biometric data: only you may read it");
-    report.conclude({{"result", "exported"}, {"file", options.path}, {"palms", palms}});
+    reportNewFile({"exported", options.path, static_cast<long long>(content.palms.size())}, report);
     return Ending::done;
 }
 
@@ -85,7 +82,9 @@ void addDbExport(const CommandLine& line) {
     CLI::App* command = line.app.add_subcommand(
         "export", "Writes palms to a new file that another store can import");
     command->add_option("file", options->path, "The new file")->required()->type_name("FILE");
-    command->add_option("--user", options->user, "This user's palms only")->type_name("U");
+    command->add_option("--user", options->user, "This user's palms only")
+        ->check(faultOfUserNumber)
+        ->type_name("U");
     command->callback([options, &chosen = line.chosen] {
         chosen = [options](const Settings& settings, Report& report) {
             return exportPalms(*options, settings, report);

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <span>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "commands/dbCommands.h"
 #include "commands/storeChangeReport.h"
 #include "engine/engineSetup.h"
+#include "namedFile.h"
 #include "report/numbers.h"
 #include "store/palmExport.h"
 
@@ -123,11 +125,18 @@ void requireSameCentres(const PalmExport& content, const StoreFiles& files) {
     }
 }
 
+// An empty file is no database yet.
+bool hasStore(const StoreFiles& files) {
+    std::error_code ignored;
+    return isThere(files.database) && std::filesystem::file_size(files.database, ignored) != 0;
+}
+
 Ending importPalms(const ImportOptions& options, const Settings& settings, Report& report) {
     const ConfiguredStore configured = configuredStore(settings.configPath);
+    requireReadable(options.path);
     const PalmExport content = readPalmExport(options.path);
     requireSameCentres(content, configured.files);
-    if (!isThere(configured.files.database)) {
+    if (!hasStore(configured.files)) {
         makeStore(configured, report, settings.verbose);
     }
     return changeStore(configured, settings, report,

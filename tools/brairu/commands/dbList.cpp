@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "commands/dbCommands.h"
+#include "commands/optionChecks.h"
 #include "report/numbers.h"
 #include "report/report.h"
 #include "store/enrolledRows.h"
@@ -96,7 +97,10 @@ void addDbShow(const CommandLine& line) {
     CLI::App* command =
         line.app.add_subcommand("show", "The palms of a user: rows, templates, learn counts");
     const auto user = std::make_shared<std::int64_t>(0);
-    command->add_option("user", *user, "Number of the user")->required()->type_name("U");
+    command->add_option("user", *user, "Number of the user")
+        ->required()
+        ->check(faultOfUserNumber)
+        ->type_name("U");
     command->callback([user, &chosen = line.chosen] {
         chosen = [user](const Settings& settings, Report& report) {
             return show(*user, settings, report);

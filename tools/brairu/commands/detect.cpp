@@ -73,6 +73,14 @@ std::string pictureName(const std::string& name, std::size_t number, bool only) 
     return numbered.string();
 }
 
+void requireAnotherFile(const std::string& picture, const Frame& frame) {
+    std::error_code isNone;
+    if (std::filesystem::equivalent(picture, frame.name, isNone)) {
+        throw InputFault("the picture " + picture + " is the frame itself",
+                         "Name another file with --draw.");
+    }
+}
+
 class Detection {
 public:
     Detection(ConfigDocument config, Report& report)
@@ -143,7 +151,9 @@ Ending detect(const DetectOptions& options, const Settings& settings, Report& re
             visitFrames(*frames, report, [&](const FrameLabel& label, const Frame& frame) {
                 const Capture capture = detection.look(label, frame);
                 if (!options.picture.empty()) {
-                    drawHand(frame.luma, capture, pictureName(options.picture, label.number, only));
+                    const std::string name = pictureName(options.picture, label.number, only);
+                    requireAnotherFile(name, frame);
+                    drawHand(frame.luma, capture, name);
                 }
                 return true;
             }));

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "commands/optionChecks.h"
 #include "engine/engine.h"
 #include "engine/engineProcess.h"
 #include "engine/engineSetup.h"
@@ -214,7 +215,10 @@ void addEnrol(const CommandLine& line) {
         "enrol",
         "Enrols a palm from frames in which the hand moves a little; stops at the last "
         "capture it needs");
-    command->add_option("--user", options->user, "Number of the user")->required()->type_name("U");
+    command->add_option("--user", options->user, "Number of the user")
+        ->required()
+        ->check(faultOfUserNumber)
+        ->type_name("U");
     command->add_option("--palm", options->palm, "Number of this palm of the user, 0 or 1 say")
         ->required()
         ->type_name("P");

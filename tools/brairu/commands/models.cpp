@@ -1,7 +1,6 @@
 #include "commands/models.h"
 
 #include <sodium.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -12,6 +11,7 @@
 #include "examination/configExamination.h"
 #include "fault.h"
 #include "modelPacker/modelContainer.h"
+#include "namedFile.h"
 #include "npu/modelFile.h"
 #include "report/numbers.h"
 #include "report/report.h"
@@ -25,6 +25,7 @@ constexpr int kShownDigits = 16;  // of a checksum
 struct Transfer {
     std::string from;
     std::string to;
+    bool replaces = false;
 };
 
 void startCipher() {
@@ -33,12 +34,9 @@ void startCipher() {
     }
 }
 
-void requireReadable(const std::string& path) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
-        throw InputFault(path + " is not there", "Check the name.");
-    }
-    if (!std::filesystem::is_regular_file(path, ignored) || ::access(path.c_str(), R_OK) != 0) {
+void requireReadableFile(const std::string& path) {
+    requireReadable(path);
+    if (!std::filesystem::is_regular_file(path)) {
         throw InputFault(path + " cannot be read", "Check its name and its rights.");
     }
 }
@@ -47,7 +45,10 @@ using Act = ContainerFault (*)(const std::string&, const std::string&);
 
 Ending transfer(const Transfer& files, Act act, const char* done, Report& report) {
     startCipher();
-    requireReadable(files.from);
+    requireReadableFile(files.from);
+    if (!files.replaces) {
+        requireFree(files.to, kForceAdvice);
+    }
     if (const ContainerFault fault = act(files.from, files.to)) {
         throw InputFault(*fault,
                          "Check names, rights and room; a container begins with its nonce "
@@ -96,7 +97,7 @@ struct ContainerInfo {
 };
 
 ContainerInfo examine(const NamedContainer& container) {
-    requireReadable(container.path);
+    requireReadableFile(container.path);
     ModelBuffer model;
     if (!readModelFile(container.path, model) || !model.data) {
         throw InputFault(container.path + " is no model container",
@@ -139,6 +140,7 @@ void addTransfer(CLI::App& models, Work& chosen, const char* name, const char* h
     CLI::App* command = models.add_subcommand(name, help);
     command->add_option(files[0], options->from)->required()->type_name("FILE");
     command->add_option(files[1], options->to)->required()->type_name("FILE");
+    command->add_flag("--force", options->replaces, "Replaces a file that is there");
     command->callback([options, act, done, &chosen] {
         chosen = [options, act, done](const Settings&, Report& report) {
             return transfer(*options, act, done, report);

@@ -2,11 +2,12 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <map>
 
 #include "fault.h"
 #include "frames/frameFile.h"
+#include "namedFile.h"
+#include "renderer/frameSize.h"
 #include "renderer/palmAlbum.h"
 #include "report/numbers.h"
 #include "report/report.h"
@@ -15,19 +16,20 @@ namespace brairu::tool {
 namespace {
 
 constexpr int kMost = 1'000'000;
-constexpr int kLeastSide = 16;  // shadows are drawn at a fraction of the frame's size
+constexpr char kFreeFolder[] = "Name a new folder, or give --force to replace what is there.";
 
 struct RenderOptions {
     AlbumOptions album;
     std::string size = "640x480";
+    bool replaces = false;
 };
 
 cv::Size sizeToDraw(const std::string& text) {
     const cv::Size size = sizeFrom(text);
-    if (std::min(size.width, size.height) < kLeastSide) {
+    if (!isDrawable(size)) {
         throw InputFault("frames of " + text + " are too small to draw a palm in",
-                         "Give at least " + std::to_string(kLeastSide) + "x" +
-                             std::to_string(kLeastSide) + ", like 640x480.");
+                         "Give at least " + std::to_string(kLeastFrameSide) + "x" +
+                             std::to_string(kLeastFrameSide) + ", like 640x480.");
     }
     return size;
 }
@@ -35,6 +37,9 @@ cv::Size sizeToDraw(const std::string& text) {
 Ending render(const RenderOptions& options, Report& report) {
     AlbumOptions album = options.album;
     album.size = sizeToDraw(options.size);
+    if (!options.replaces) {
+        visitAlbumFiles(album, [](const auto& path) { requireFree(path, kFreeFolder); });
+    }
     int drawn = 0;
     const auto progress = [&](int frame, int frames) {
         drawn = frame;
@@ -84,6 +89,7 @@ void addRender(CLI::App& palms, Work& chosen) {
         ->check(CLI::IsMember({"png", "raw"}))
         ->capture_default_str()
         ->type_name("NAME");
+    command->add_flag("--force", options->replaces, "Replaces files that are there");
     command->callback([options, &chosen] {
         chosen = [options](const Settings&, Report& report) { return render(*options, report); };
     });

@@ -5,14 +5,19 @@
 #include <csignal>
 #include <filesystem>
 
+#include "commands/optionChecks.h"
 #include "engine/engine.h"
 #include "engine/engineProcess.h"
 #include "engine/engineSetup.h"
 #include "engine/enrolledPalms.h"
+#include "fault.h"
+#include "frames/camera.h"
+#include "frames/frameFile.h"
 #include "frames/frameOptions.h"
 #include "frames/growingFolder.h"
 #include "frames/video.h"
 #include "matching/recognition.h"
+#include "namedFile.h"
 #include "report/frameReport.h"
 
 namespace brairu::tool {
@@ -20,13 +25,14 @@ namespace {
 
 struct WatchOptions {
     std::string source;
-    FrameOptions frames;  // the size of raw planes alone
+    FrameOptions frames;  // the size alone
     double idleSeconds = 0.0;
     bool once = false;
     bool learn = false;
 };
 
 constexpr char kNoHand[] = "no_hand";
+const cv::Size kCameraSize(640, 480);
 
 volatile std::sig_atomic_t stopped = 0;
 
@@ -110,14 +116,43 @@ private:
     long long recognised_ = 0;
 };
 
-std::unique_ptr<FrameSource> openSource(const WatchOptions& options) {
-    std::error_code ignored;
-    if (!std::filesystem::is_directory(options.source, ignored)) {
-        return openVideo(options.source);
-    }
+bool isStopped() {
+    return stopped != 0;
+}
+
+bool isStream(const std::string& source) {
+    return source.find("://") != std::string::npos;
+}
+
+std::unique_ptr<FrameSource> openFolder(const WatchOptions& options) {
     const auto idle = std::chrono::milliseconds(static_cast<long long>(options.idleSeconds * 1000));
     return std::make_unique<GrowingFolder>(options.source, options.frames.rawSize(), idle,
-                                           [] { return stopped != 0; });
+                                           isStopped);
+}
+
+void requireVideo(const std::string& source) {
+    requireReadable(source);
+    if (isPictureName(source) || isRawName(source)) {
+        throw InputFault(source + " is a single frame",
+                         "\"brairu identify\" takes frames; this command takes a camera, or a "
+                         "folder that fills up.");
+    }
+}
+
+std::unique_ptr<FrameSource> openSource(const WatchOptions& options) {
+    const std::string& source = options.source;
+    std::error_code ignored;
+    if (std::filesystem::is_directory(source, ignored)) {
+        requireReadable(source);
+        return openFolder(options);
+    }
+    if (isCameraName(source)) {
+        return openCamera(source, options.frames.rawSize().value_or(kCameraSize), isStopped);
+    }
+    if (!isStream(source)) {
+        requireVideo(source);
+    }
+    return openVideo(source);
 }
 
 // False at the end of the frames. A frame that cannot be read is passed over.
@@ -156,11 +191,13 @@ Ending watch(const WatchOptions& options, const Settings& settings, Report& repo
 }
 
 std::string sourceHelp() {
-    const std::string cameras =
-        readsVideos() ? "A camera (/dev/video0, or its number), a video, or a"
-                      : "This build reads no cameras and videos (it was made without OpenCV's "
-                        "videoio): a";
-    return cameras + " folder that fills up with pictures or raw planes";
+    const std::string folder = "A folder that fills up with pictures or raw planes";
+    const std::string camera =
+        readsCameras() ? ", or a camera (/dev/video0, or its number; --size asks it for a size)"
+                       : "; no camera: this build was made without libv4l2";
+    const std::string video =
+        readsVideos() ? ", or a video" : "; no video: this build was made without OpenCV's videoio";
+    return folder + camera + video;
 }
 
 }  // namespace
@@ -177,7 +214,7 @@ void addWatch(const CommandLine& line) {
     command
         ->add_option("--idle", options->idleSeconds,
                      "Ends when a folder got no new frame for so many seconds")
-        ->check(CLI::PositiveNumber)
+        ->check(faultOfSeconds)
         ->type_name("SECONDS");
     command->add_flag("--learn", options->learn,
                       "Works on the store itself, whose templates learn from what it recognises");

@@ -46,8 +46,13 @@ std::string EngineSetup::userDatabasePath() const {
 }
 
 bool isThere(const std::string& databasePath) {
-    std::error_code ignored;
-    return databasePath.starts_with("file:") || std::filesystem::exists(databasePath, ignored);
+    std::error_code fault;
+    const bool found =
+        databasePath.starts_with("file:") || std::filesystem::exists(databasePath, fault);
+    if (!found && fault) {
+        throw unreadableDatabase(databasePath, fault.message());
+    }
+    return found;
 }
 
 }  // namespace brairu::tool

@@ -44,7 +44,8 @@ private:
     std::string databasePath_;
 };
 
-// Whether a database path of a configuration names a file that is there.
+// Whether a database path of a configuration names a file that is there. Throws EngineFault when
+// this user may not even look.
 bool isThere(const std::string& databasePath);
 
 }  // namespace brairu::tool

@@ -8,6 +8,7 @@
 #include "evaluation/evaluationPictures.h"
 #include "fault.h"
 #include "report/numbers.h"
+#include "report/printable.h"
 
 namespace brairu::tool {
 namespace {
@@ -27,9 +28,10 @@ void write(const Path& path, const std::string& text) {
     }
 }
 
-// Quoted where a comma or a quote asks for it.
-std::string cell(const std::string& text) {
-    if (text.find_first_of(",\"\n") == std::string::npos) {
+// Of a file that is read line by line. Quoted where a comma or a quote asks for it.
+std::string cell(const std::string& name) {
+    const std::string text = printable(name);
+    if (text.find_first_of(",\"") == std::string::npos) {
         return text;
     }
     std::string quoted(1, '"');

@@ -4,6 +4,7 @@
 
 #include "fault.h"
 #include "frames/frameFile.h"
+#include "namedFile.h"
 
 namespace brairu::tool {
 namespace {
@@ -19,11 +20,8 @@ constexpr char kNaming[] =
 }
 
 void requireFolder(const Path& folder) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(folder, ignored)) {
-        throw InputFault(folder.string() + " is not there", "Check the name.");
-    }
-    if (!std::filesystem::is_directory(folder, ignored)) {
+    requireReadable(folder);
+    if (!std::filesystem::is_directory(folder)) {
         throw InputFault(folder.string() + " is no folder",
                          "Give the folder that holds the pictures.");
     }
@@ -32,6 +30,9 @@ void requireFolder(const Path& folder) {
 std::vector<Path> framesBelow(const Path& folder) {
     std::vector<Path> paths;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.is_directory()) {
+            requireReadable(entry.path());
+        }
         if (entry.is_regular_file() && (isPictureName(entry.path()) || isRawName(entry.path()))) {
             paths.push_back(entry.path());
         }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <system_error>
 
@@ -178,10 +179,12 @@ Findings examineCaptures(const ConfigDocument& document) {
 }  // namespace
 
 ConfigDocument readConfiguration(const std::string& path) {
+    std::error_code isNone;
     std::ifstream file(path);
-    if (!file) {
+    if (!file || std::filesystem::is_directory(path, isNone)) {
+        const int error = file ? EISDIR : errno;
         throw EngineFault("the configuration " + path +
-                              " cannot be read: " + std::generic_category().message(errno),
+                              " cannot be read: " + std::generic_category().message(error),
                           "Name the file with --config or in the environment variable "
                           "BRAIRU_CONFIG; config/brairu.json of the sources is a complete one.");
     }

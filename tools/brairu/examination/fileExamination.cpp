@@ -9,12 +9,25 @@
 
 namespace brairu::tool {
 
+namespace {
+
+constexpr char kBecomeOwner[] = "Run as the user that owns it, or change its rights.";
+
+Finding unseenFile(const std::string& area, const std::string& path, int error) {
+    const std::string why = std::generic_category().message(error);
+    if (error == EACCES) {
+        return {Level::fault, area, path + " cannot be looked at: " + why, kBecomeOwner};
+    }
+    return {Level::fault, area, path + " is not there: " + why,
+            "Check the path" + startOf(path) + "."};
+}
+
+}  // namespace
+
 Findings examineFile(const std::string& area, const std::string& path, bool secret) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
-        return {{Level::fault, area,
-                 path + " is not there: " + std::generic_category().message(errno),
-                 "Check the path" + startOf(path) + "."}};
+        return {unseenFile(area, path, errno)};
     }
     if (!S_ISREG(status.st_mode)) {
         return {{Level::fault, area, path + " is no file", "Check the path" + startOf(path) + "."}};
@@ -22,7 +35,7 @@ Findings examineFile(const std::string& area, const std::string& path, bool secr
     if (::access(path.c_str(), R_OK) != 0) {
         return {{Level::fault, area,
                  path + " cannot be read: " + std::generic_category().message(errno),
-                 "Run as the user that owns it, or change its rights."}};
+                 kBecomeOwner}};
     }
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
         return {{Level::warning, area, path + " can be changed by other users",

@@ -202,7 +202,11 @@ MirrorCensus compare(const CacheCopy& cache, const std::string& databasePath) {
     if (!isThere(databasePath)) {
         return census;
     }
-    ReadOnlyDatabase(databasePath).visitPalms([&](const StoredPalm& palm) {
+    const ReadOnlyDatabase database(databasePath);
+    if (!database.hasTable()) {
+        return census;
+    }
+    database.visitPalms([&](const StoredPalm& palm) {
         ++census.palms;
         census.differing += isMirrored(palm.rowId) && !cache.mirrors(palm) ? 1 : 0;
     });
@@ -230,7 +234,8 @@ Findings examineContent(const StoreFiles& settings) {
     }
     const std::string what = settings.cache + " holds other templates than the database for " +
                              counted(census.differing, "palm");
-    if (std::filesystem::exists(settings.changeNote())) {
+    std::error_code ignored;
+    if (std::filesystem::exists(settings.changeNote(), ignored)) {
         return {rebuilt(what)};
     }
     return {{Level::fault, kCache, what,
@@ -238,18 +243,21 @@ Findings examineContent(const StoreFiles& settings) {
                  settings.cache + " and start it again."}};
 }
 
-Findings examineCache(const StoreFiles& settings) {
-    if (!std::filesystem::exists(settings.cache)) {
-        return {rebuilt(settings.cache + " is not there")};
-    }
-    Findings found = examineFile(kCache, settings.cache, true);
-    append(found, examineContent(settings));
-    return found;
-}
-
 bool hasFault(const Findings& findings) {
     return std::ranges::any_of(findings,
                                [](const Finding& each) { return each.level == Level::fault; });
+}
+
+Findings examineCache(const StoreFiles& settings) {
+    std::error_code fault;
+    if (!std::filesystem::exists(settings.cache, fault) && !fault) {
+        return {rebuilt(settings.cache + " is not there")};
+    }
+    Findings found = examineFile(kCache, settings.cache, true);
+    if (!hasFault(found)) {
+        append(found, examineContent(settings));
+    }
+    return found;
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <charconv>
 #include <fstream>
 #include <iterator>
 #include <opencv2/imgcodecs.hpp>
@@ -12,6 +11,8 @@
 #include <vector>
 
 #include "fault.h"
+#include "namedFile.h"
+#include "renderer/frameSize.h"
 
 namespace brairu::tool {
 namespace {
@@ -30,18 +31,15 @@ bool hasExtension(const std::filesystem::path& path, std::span<const std::string
     return std::ranges::find(known, extension) != known.end();
 }
 
-int lengthFrom(std::string_view text) {
-    constexpr int kMost = 16384;
-    int length = 0;
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), length);
-    const bool whole = fault == std::errc() && end == text.data() + text.size();
-    return whole && length > 0 && length <= kMost ? length : 0;
-}
-
+// A pipe will do.
 void requireFile(const std::filesystem::path& path) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
-        throw InputFault(path.string() + " is not there", "Check the name.");
+    requireReadable(path);
+    if (std::filesystem::is_directory(path)) {
+        throw InputFault(path.string() + " is a folder", "Give one picture, or one raw plane.");
+    }
+    if (std::filesystem::is_character_file(path)) {
+        throw InputFault(path.string() + " is a device, which only \"brairu watch\" takes",
+                         "Give pictures, or raw planes of grey with --size.");
     }
 }
 
@@ -83,14 +81,8 @@ cv::Mat picture(const std::filesystem::path& path) {
 }  // namespace
 
 cv::Size sizeFrom(const std::string& text) {
-    const std::size_t cross = text.find('x');
-    if (cross != std::string::npos) {
-        const std::string_view whole(text);
-        const cv::Size size(lengthFrom(whole.substr(0, cross)),
-                            lengthFrom(whole.substr(cross + 1)));
-        if (!size.empty()) {
-            return size;
-        }
+    if (const std::optional<cv::Size> size = frameSizeFrom(text)) {
+        return *size;
     }
     throw InputFault("\"" + text + "\" is no frame size", "Write it like 640x480.");
 }
@@ -105,6 +97,14 @@ bool isRawName(const std::filesystem::path& path) {
 
 bool isVideoName(const std::filesystem::path& path) {
     return hasExtension(path, kVideos);
+}
+
+bool isCameraName(const std::string& name) {
+    constexpr std::size_t kMostDigits = 3;
+    const auto isDigit = [](unsigned char letter) { return std::isdigit(letter) != 0; };
+    const bool isNumber =
+        !name.empty() && name.size() <= kMostDigits && std::ranges::all_of(name, isDigit);
+    return isNumber || name.starts_with("/dev/");
 }
 
 Frame readFrame(const std::filesystem::path& path, std::optional<cv::Size> rawSize) {

@@ -15,6 +15,8 @@ cv::Size sizeFrom(const std::string& text);
 bool isPictureName(const std::filesystem::path& path);
 bool isRawName(const std::filesystem::path& path);
 bool isVideoName(const std::filesystem::path& path);
+// A device file (/dev/video0), or the number of one.
+bool isCameraName(const std::string& name);
 
 // rawSize: of raw planes, which are width x height bytes of grey, or half as many more, of which
 // the first plane counts. Throws InputFault.

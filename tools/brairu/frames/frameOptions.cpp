@@ -8,6 +8,7 @@
 #include "fault.h"
 #include "frames/frameFile.h"
 #include "frames/video.h"
+#include "namedFile.h"
 
 namespace brairu::tool {
 namespace {
@@ -91,11 +92,8 @@ std::vector<Path> framesIn(const Path& folder) {
 }
 
 void addPaths(std::vector<Path>& all, const Path& path) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
-        throw InputFault(path.string() + " is not there", "Check the name.");
-    }
-    if (!std::filesystem::is_directory(path, ignored)) {
+    requireReadable(path);
+    if (!std::filesystem::is_directory(path)) {
         all.push_back(path);
         return;
     }

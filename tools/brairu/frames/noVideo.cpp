@@ -4,9 +4,9 @@
 namespace brairu::tool {
 
 std::unique_ptr<FrameSource> openVideo(const std::string& name) {
-    throw InputFault(
-        name + " is a video or a camera, which this build cannot read",
-        "Install libopencv-videoio-dev and build again, or give a folder of pictures.");
+    throw InputFault(name + " cannot be read: this build reads no videos",
+                     "Give a camera or a folder of pictures; or install libopencv-videoio-dev and "
+                     "build the tool again.");
 }
 
 bool readsVideos() {

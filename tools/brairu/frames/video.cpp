@@ -1,7 +1,5 @@
 #include "frames/video.h"
 
-#include <algorithm>
-#include <cctype>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
@@ -9,23 +7,6 @@
 
 namespace brairu::tool {
 namespace {
-
-constexpr char kDevice[] = "/dev/video";
-
-std::string cameraNumber(const std::string& name) {
-    return name.starts_with(kDevice) ? name.substr(std::size(kDevice) - 1) : name;
-}
-
-bool isNumber(const std::string& text) {
-    return !text.empty() && text.size() < 4 &&
-           std::ranges::all_of(text, [](unsigned char letter) { return std::isdigit(letter); });
-}
-
-cv::VideoCapture opened(const std::string& name) {
-    const std::string number = cameraNumber(name);
-    return isNumber(number) ? cv::VideoCapture(std::stoi(number), cv::CAP_V4L2)
-                            : cv::VideoCapture(name);
-}
 
 cv::Mat greyOf(const cv::Mat& picture) {
     cv::Mat grey;
@@ -38,11 +19,10 @@ cv::Mat greyOf(const cv::Mat& picture) {
 
 class Video : public FrameSource {
 public:
-    explicit Video(const std::string& name) : name_(name), capture_(opened(name)) {
+    explicit Video(const std::string& name) : name_(name), capture_(name) {
         if (!capture_.isOpened()) {
-            throw InputFault(name + " cannot be opened as a video or camera",
-                             "Check its name; for a camera, that no other program has it, and that "
-                             "you may read its device file (group \"video\").");
+            throw InputFault(name + " cannot be opened as a video",
+                             "Check its name, and that it is a video.");
         }
     }
 

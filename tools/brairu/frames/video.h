@@ -1,4 +1,4 @@
-// Videos and cameras, through OpenCV's videoio where it was there at build time.
+// Videos, through OpenCV's videoio where it was there at build time.
 #pragma once
 
 #include <memory>
@@ -8,7 +8,7 @@
 
 namespace brairu::tool {
 
-// A video file, or a camera: its device file (/dev/video0) or its number. Throws InputFault.
+// A video file, or the address of a stream. Throws InputFault.
 std::unique_ptr<FrameSource> openVideo(const std::string& name);
 
 bool readsVideos();

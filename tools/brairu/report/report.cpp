@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "report/printable.h"
+
 namespace brairu::tool {
 namespace {
 
@@ -39,7 +41,7 @@ int Report::errorDescriptor() const {
 void Report::say(const std::string& line) {
     if (!json_) {
         endProgress();
-        (void)std::fprintf(out_.get(), "%s\n", line.c_str());
+        (void)std::fprintf(out_.get(), "%s\n", printable(line).c_str());
         flush();
     }
 }
@@ -67,7 +69,7 @@ void Report::printLine(const Json& document) {
 
 void Report::progress(const std::string& text) {
     if (showsProgress_) {
-        (void)std::fprintf(error_.get(), "%s%s", kEraseLine, text.c_str());
+        (void)std::fprintf(error_.get(), "%s%s", kEraseLine, printable(text).c_str());
         (void)std::fflush(error_.get());
         inProgress_ = true;
     }
@@ -83,7 +85,8 @@ void Report::endProgress() {
 
 void Report::fail(const Fault& fault) {
     endProgress();
-    (void)std::fprintf(error_.get(), "brairu: %s\n%s\n", fault.what(), fault.advice().c_str());
+    (void)std::fprintf(error_.get(), "brairu: %s\n%s\n", printable(fault.what()).c_str(),
+                       printable(fault.advice()).c_str());
     // On one line, since it may follow events.
     printLine({{"error", fault.what()}, {"advice", fault.advice()}});
     flush();

@@ -23,7 +23,7 @@ public:
     // Descriptor of the standard error that the user sees.
     int errorDescriptor() const;
 
-    // A line of plain text; nothing in JSON.
+    // A line of plain text, whatever is in it; nothing in JSON.
     void say(const std::string& line);
 
     // The result as a whole, in JSON; nothing in plain text.

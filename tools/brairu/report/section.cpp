@@ -1,5 +1,7 @@
 #include "report/section.h"
 
+#include "report/printable.h"
+
 namespace brairu::tool {
 
 void say(Report& report, const Section& section) {
@@ -21,7 +23,7 @@ void say(Report& report, const Section& section) {
 std::string markdownOf(const Section& section) {
     std::string text = "## " + section.title + "\n\n";
     for (const std::string& line : section.before) {
-        text += line + "\n";
+        text += printable(line) + "\n";
     }
     if (!section.table.head.empty()) {
         text += section.before.empty() ? "" : "\n";
@@ -31,7 +33,7 @@ std::string markdownOf(const Section& section) {
         text += section.after.empty() ? "" : "\n";
     }
     for (const std::string& line : section.after) {
-        text += line + "\n";
+        text += printable(line) + "\n";
     }
     return text + "\n";
 }

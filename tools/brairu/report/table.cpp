@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "report/printable.h"
+
 namespace brairu::tool {
 namespace {
 
@@ -19,6 +21,20 @@ std::vector<std::size_t> widthsOf(const Table& table) {
     return widths;
 }
 
+Cells printableCells(const Cells& cells) {
+    Cells harmless(cells.size());
+    std::ranges::transform(cells, harmless.begin(), printable);
+    return harmless;
+}
+
+Table printableTable(const Table& table) {
+    Table harmless{printableCells(table.head), {}};
+    for (const Cells& row : table.rows) {
+        harmless.rows.push_back(printableCells(row));
+    }
+    return harmless;
+}
+
 std::string aligned(const Cells& cells, const std::vector<std::size_t>& widths) {
     std::string line;
     for (std::size_t i = 0; i < std::min(cells.size(), widths.size()); ++i) {
@@ -29,17 +45,30 @@ std::string aligned(const Cells& cells, const std::vector<std::size_t>& widths) 
     return line;
 }
 
+// A bar would end the cell.
+std::string markdownCell(const std::string& text) {
+    std::string cell;
+    for (const char letter : printable(text)) {
+        cell += letter == '|' || letter == '\\' ? "\\" : "";
+        cell += letter;
+    }
+    return cell;
+}
+
 std::string markdownRow(const Cells& cells, std::size_t columns) {
     std::string line = "|";
     for (std::size_t i = 0; i < columns; ++i) {
-        line += " " + (i < cells.size() ? cells[i] : std::string()) + " |";
+        line += " ";
+        line += i < cells.size() ? markdownCell(cells[i]) : std::string();
+        line += " |";
     }
     return line;
 }
 
 }  // namespace
 
-std::vector<std::string> linesOf(const Table& table) {
+std::vector<std::string> linesOf(const Table& original) {
+    const Table table = printableTable(original);
     const std::vector<std::size_t> widths = widthsOf(table);
     std::vector<std::string> lines{aligned(table.head, widths)};
     for (const Cells& row : table.rows) {

@@ -11,7 +11,6 @@
 #include <string_view>
 #include <system_error>
 
-#include "engine/enrolledPalms.h"
 #include "fault.h"
 #include "store/cacheRenewal.h"
 #include "store/privateFile.h"
@@ -207,7 +206,7 @@ private:
 
 void writeNewFile(const ExclusiveStore& store, const std::string& database, std::int64_t palms,
                   const StepVisitor& betweenSteps) {
-    PrivateFile file(newNameOf(database));
+    PrivateFile file(newNameOf(database), PrivateFile::Before::named);
     betweenSteps();
     writeNewDatabase(store, file.workingPath());
     betweenSteps();
@@ -220,18 +219,12 @@ void writeNewFile(const ExclusiveStore& store, const std::string& database, std:
 }  // namespace
 
 std::vector<std::string> compactionLeftovers(const std::string& database) {
-    const std::string path = pathWithoutLinks(database);
-    const std::string name = std::filesystem::path(newNameOf(path)).filename().string();
-    std::vector<std::string> files;
-    std::error_code fault;
-    for (std::filesystem::directory_iterator entry(folderOf(path), fault), end;
-         !fault && entry != end; entry.increment(fault)) {
-        const std::string found = entry->path().filename().string();
-        if (found == name || found.starts_with(PrivateFile::workingPathOf(name))) {
-            files.push_back(path + found.substr(name.size() - kNewEnding.size()));
-        }
+    const std::string name = newNameOf(pathWithoutLinks(database));
+    std::vector<std::string> files = PrivateFile::workingFilesOf(name);
+    std::error_code ignored;
+    if (std::filesystem::exists(name, ignored)) {
+        files.insert(files.begin(), name);
     }
-    std::ranges::sort(files);
     return files;
 }
 

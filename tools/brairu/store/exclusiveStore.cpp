@@ -57,6 +57,7 @@ ExclusiveStore::ExclusiveStore(const StoreFiles& files) : files_(files) {
     lock();
     refuseHolders();
     requireWhole();
+    requireTable();
     requireFittingRows();
 }
 
@@ -97,6 +98,13 @@ void ExclusiveStore::requireWhole() const {
     const auto verdict = check.blobAt(0);
     if (!std::ranges::equal(verdict, kWhole)) {
         throw EngineFault("the database " + files_.database + " is damaged", kCheckStore);
+    }
+}
+
+void ExclusiveStore::requireTable() const {
+    if (number("SELECT COUNT(*) FROM sqlite_master WHERE name = 'userInfo';") == 0) {
+        throw Fault(Ending::no, "nobody is enrolled in " + files_.database,
+                    "No engine has used it yet: the first start makes its table.");
     }
 }
 

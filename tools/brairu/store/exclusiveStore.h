@@ -35,6 +35,7 @@ private:
     void lock();
     void refuseHolders();
     void requireWhole() const;
+    void requireTable() const;
     void requireFittingRows() const;
 
     StoreFiles files_;

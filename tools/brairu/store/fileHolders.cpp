@@ -18,6 +18,8 @@ namespace {
 using Path = std::filesystem::path;
 
 constexpr char kMountTable[] = "Mount proc at /proc, for the processes that this command can see.";
+constexpr char kBecomeRoot[] =
+    "Run the command as root, from whom the mount option hidepid hides nothing.";
 
 struct WantedFile {
     dev_t device;
@@ -137,13 +139,27 @@ std::vector<Path> everyProcess(const Path& table) {
     return processes;
 }
 
+[[noreturn]] void cannotTell(const Path& table, const std::string& why, const char* advice) {
+    throw EngineFault("whether an engine is running cannot be told: " + table.string() + " " + why,
+                      advice);
+}
+
+bool isAmong(const std::vector<Path>& processes, const Path& process) {
+    return std::ranges::find(processes, process) != processes.end();
+}
+
+// The first process is always there. Where it is not seen, those of other users are hidden, and not
+// even their number is known.
 std::vector<Path> otherProcesses(const Path& table) {
     std::vector<Path> processes = everyProcess(table);
-    if (std::erase(processes, table / std::to_string(::getpid())) == 0) {
-        throw EngineFault("whether an engine is running cannot be told: " + table.string() +
-                              " does not list this command",
-                          kMountTable);
+    const Path own = table / std::to_string(::getpid());
+    if (!isAmong(processes, own)) {
+        cannotTell(table, "does not list this command", kMountTable);
     }
+    if (!isAmong(processes, table / "1")) {
+        cannotTell(table, "hides the processes of other users", kBecomeRoot);
+    }
+    std::erase(processes, own);
     return processes;
 }
 

@@ -14,7 +14,8 @@ struct FileHolders {
 
 // Looks for open descriptors and for mappings of these files, in every process but this one. What
 // runs behind another kernel's or container's process table is not seen at all. Throws EngineFault
-// when the table of processes cannot be read, or is not that of this process.
+// when the table of processes cannot be read, hides those of other users, or is not that of this
+// process.
 FileHolders holdersOf(const std::vector<std::string>& paths,
                       const std::filesystem::path& processes = "/proc");
 

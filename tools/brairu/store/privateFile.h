@@ -3,26 +3,30 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "utils/fileDescriptor.h"
 
 namespace brairu::tool {
 
-// Has a working name until it is whole and on the disk, so that no half of it is ever taken for
-// all.
+// Comes to its name when it is whole and on the disk, so that no half of it is ever taken for all.
+// Until then it has none, and a process that is killed leaves nothing; or it has a working name,
+// where others open it by that, or the file system knows no files without a name.
 class PrivateFile {
 public:
+    enum class Before { nameless, named };
+
     // Throws InputFault if there is such a file already, or if none can be made.
-    explicit PrivateFile(std::string path);
+    explicit PrivateFile(std::string path, Before before = Before::nameless);
     // Removes what was not kept.
     ~PrivateFile();
     PrivateFile(const PrivateFile&) = delete;
     PrivateFile& operator=(const PrivateFile&) = delete;
 
-    // Where others write the content to.
+    // Where the file is until it is kept; that of a named one leads others to it.
     const std::string& workingPath() const { return workingPath_; }
-    // How the working names of a file begin: each has one of its own.
-    static std::string workingPathOf(const std::string& path) { return path + ".partial"; }
+    // The files under working names of this one: of runs that were cut, or are not done.
+    static std::vector<std::string> workingFilesOf(const std::string& path);
 
     // Throws InputFault.
     void write(std::string_view text);
@@ -31,10 +35,14 @@ public:
     void keep();
 
 private:
+    bool openNameless();
+    void openNamed();
+    bool takeName() const;
     [[noreturn]] void fail(const std::string& what) const;
 
     std::string path_;
     std::string workingPath_;
+    bool isNamed_ = false;
     FileDescriptor fd_;
 };
 

@@ -1,11 +1,18 @@
 #include "store/readOnlyDatabase.h"
 
-#include "fault.h"
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
 
 namespace brairu::tool {
 namespace {
 
 constexpr int kPatienceMilliseconds = 2000;
+constexpr char kBecomeOwner[] =
+    "Run the command as the user that owns it, which is that of the engine, or as root.";
 constexpr char kCheckStore[] =
     "Run \"brairu doctor\" for a check of the store; if another program writes to it, try again.";
 
@@ -49,15 +56,33 @@ int copyInSteps(sqlite3_backup* backup, const std::function<void()>& betweenStep
     return result;
 }
 
+// Why a database cannot be opened. SQLite itself does not tell a missing right from a missing file.
+EngineFault unopenedDatabase(const std::string& path, int result) {
+    const bool denied = ::access(path.c_str(), R_OK) != 0 && (errno == EACCES || errno == EPERM);
+    if (denied) {
+        return unreadableDatabase(path, std::generic_category().message(errno));
+    }
+    std::error_code isNone;
+    if (std::filesystem::is_directory(path, isNone)) {
+        return {"the database " + path + " is a folder",
+                "Name a file in database.database_path of the configuration."};
+    }
+    return {"the database " + path + " cannot be opened: " + sqlite3_errstr(result),
+            "Look whether the file and its folder are there, and whose they are."};
+}
+
 }  // namespace
+
+EngineFault unreadableDatabase(const std::string& path, const std::string& why) {
+    return {"the database " + path + " cannot be read: " + why, kBecomeOwner};
+}
 
 ReadOnlyDatabase::Handle ReadOnlyDatabase::open(const std::string& path, int flags) {
     sqlite3* handle = nullptr;
     const int result = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr);
     Handle owner(handle);
     if (result != SQLITE_OK) {
-        throw EngineFault("the database " + path + " cannot be opened: " + sqlite3_errstr(result),
-                          "Look whether the file and its folder are there, and whose they are.");
+        throw unopenedDatabase(path, result);
     }
     sqlite3_busy_timeout(handle, kPatienceMilliseconds);
     return owner;
@@ -88,7 +113,9 @@ bool ReadOnlyDatabase::hasTable() const {
 }
 
 std::string ReadOnlyDatabase::integrity() const {
-    return answer("PRAGMA integrity_check(1);").value_or("");
+    std::string verdict = answer("PRAGMA integrity_check(1);").value_or("");
+    std::ranges::replace(verdict, '\n', ' ');
+    return verdict;
 }
 
 void ReadOnlyDatabase::visit(const char* sql,
@@ -122,7 +149,31 @@ void ReadOnlyDatabase::visitRows(
 void ReadOnlyDatabase::copyTo(const std::string& path,
                               const std::function<void()>& betweenSteps) const {
     const Handle target = open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-    Backup backup(sqlite3_backup_init(target.get(), "main", handle_.get(), "main"));
+    copyInto(target.get(), betweenSteps);
+}
+
+ReadOnlyDatabase ReadOnlyDatabase::copyInMemory() const {
+    ReadOnlyDatabase copy(path_, open(":memory:", SQLITE_OPEN_READWRITE));
+    copyInto(copy.handle_.get(), [] {});
+    return copy;
+}
+
+std::string ReadOnlyDatabase::fileContent() const {
+    struct Free {
+        void operator()(unsigned char* bytes) const { sqlite3_free(bytes); }
+    };
+    sqlite3_int64 size = 0;
+    const std::unique_ptr<unsigned char, Free> bytes(
+        sqlite3_serialize(handle_.get(), "main", &size, 0));
+    if (!bytes) {
+        throw EngineFault("there is no memory for a copy of the database " + path_,
+                          "Close other programs.");
+    }
+    return {reinterpret_cast<const char*>(bytes.get()), static_cast<std::size_t>(size)};
+}
+
+void ReadOnlyDatabase::copyInto(sqlite3* target, const std::function<void()>& betweenSteps) const {
+    Backup backup(sqlite3_backup_init(target, "main", handle_.get(), "main"));
     if (!backup) {
         fail("cannot be copied");
     }

@@ -8,7 +8,10 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "fault.h"
 
 namespace brairu::tool {
 
@@ -21,6 +24,9 @@ struct StoredPalm {
     std::span<const std::uint8_t> templates;  // valid during the visit only
 };
 
+// Of a database that this user may not read.
+EngineFault unreadableDatabase(const std::string& path, const std::string& why);
+
 class ReadOnlyDatabase {
 public:
     // Throws EngineFault when the file cannot be opened.
@@ -32,7 +38,7 @@ public:
     // A database that no engine has started on has no table of palms yet.
     bool hasTable() const;
 
-    // "ok", or the first thing that SQLite finds wrong. Throws EngineFault.
+    // "ok", or the first thing that SQLite finds wrong, in a line. Throws EngineFault.
     std::string integrity() const;
 
     // Every row of the table, in the order of their ids. Throws EngineFault.
@@ -48,13 +54,23 @@ public:
     void copyTo(
         const std::string& path, const std::function<void()>& betweenSteps = [] {}) const;
 
+    // The same copy, which is nowhere on the disk.
+    ReadOnlyDatabase copyInMemory() const;
+
+    // What a file of this database holds, byte by byte. Throws EngineFault without memory for it.
+    std::string fileContent() const;
+
 private:
     struct Close {
         void operator()(sqlite3* handle) const { sqlite3_close(handle); }
     };
     using Handle = std::unique_ptr<sqlite3, Close>;
 
+    ReadOnlyDatabase(std::string path, Handle handle)
+        : path_(std::move(path)), handle_(std::move(handle)) {}
+
     void visit(const char* sql, const std::function<void(sqlite3_stmt*)>& visitRow) const;
+    void copyInto(sqlite3* target, const std::function<void()>& betweenSteps) const;
     static Handle open(const std::string& path, int flags);
     [[noreturn]] void fail(const std::string& what) const;
 
