@@ -3,7 +3,7 @@
 RELEASE = build/release
 
 .PHONY: build demo test models eval bench board arm package package-test threads sanitize powercuts \
-	faults fuzz soak tidy coverage configured packages clean
+	faults fuzz soak tidy coverage pictures configured packages clean
 
 build: packages
 	cmake --preset release -DBRAIRU_TESTS=OFF
@@ -30,6 +30,11 @@ eval: build
 	$(EVALUATE) --scenario hard --rendered $(or $(PEOPLE),1000) \
 		--bystanders $(or $(BYSTANDERS),4000) --handless $(or $(HANDLESS),3000) \
 		--report build/eval/hard
+
+# Draws the pictures of docs/configuration.md anew; the shipped networks see rendered frames.
+pictures: configured
+	cmake --build --preset release --target brairu-setting-pictures
+	$(RELEASE)/brairu-setting-pictures config/brairu.json docs/pictures/settings
 
 # The library against its peers, in one table of ratios and one picture.
 bench: packages

@@ -67,6 +67,8 @@ cross_build_all() {
         LDFLAGS="$relocations -Wl,--allow-shlib-undefined" \
         cmake --fresh --preset "package-$architecture" -B "$build" \
         -DOpenCV_imgcodecs_LIBRARY="$debian/libraries/usr/lib/$triplet/libopencv_imgcodecs.so" \
+        -DV4L2_INCLUDE_DIR="$debian/libraries/usr/include" \
+        -DV4L2_LIBRARY="$debian/libraries/usr/lib/$triplet/libv4l2.so" \
         -DCLI11_DIR="$debian/libraries/usr/share/cmake/CLI11"
     # shellcheck disable=SC2086 # one word per target
     cmake --build "$build" --target $targets
@@ -96,6 +98,9 @@ add_documents() {
     if [ "$1" = libbrairu-dev ]; then
         cp -r examples "$documents/"
         if [ -f docs/boards.md ]; then cp docs/boards.md "$documents/"; fi
+    fi
+    if [ "$1" = brairu ]; then
+        cp -r docs/*.md docs/bench docs/pictures "$documents/"
     fi
 }
 

@@ -72,10 +72,13 @@ uses_the_tool() {
     expect 0 "^in order: 0 faults, 0 warnings" "$here" brairu doctor
     expect 0 "^25 of 25 operations" "$here" brairu-conformance
     expect 0 "^700 root$" "$here" stat -c "%a %U" /var/lib/brairu
+    expect 0 "" "$here" sh -c 'cd /usr/share && test -s man/man1/brairu.1.gz &&
+        test -s man/man1/brairu-conformance.1.gz && test -s doc/brairu/quickStart.md'
     expect 0 "^user 7, palm 0 is enrolled" "$here" brairu enrol --user 7 --palm 0 /frames/enrolment
     expect 0 "user 7, palm 0, similarity" "$here" brairu identify /frames/known.png
     expect 1 "not recognised: no enrolled palm" "$here" brairu identify /frames/stranger.png
     expect 1 "refused, no hand was found" "$here" brairu detect /frames/dark.pgm
+    expect 2 "^brairu: /dev/video99 is not there" "$here" brairu watch 99
     expect 0 "^in order: 0 faults, 0 warnings" "$here" brairu doctor
 }
 
@@ -98,6 +101,23 @@ serves_a_host() {
         $(pkg-config --cflags --libs brairu) -o door'
     expect 1 "^door: no hand$" "$here" sh -c 'mkdir /frames/pictures && cd /frames &&
         cp dark.pgm pictures/ && ./door /etc/brairu/brairu.json watch pictures'
+}
+
+# The commands of the quick start. Where a clone has others, those for packages stand in blocks
+# without a language.
+write_quick_start() {
+    awk '/^#/ && !inside { clone = /clone/ }
+        /^```/ { inside = !inside; wanted = /^```$/ || /^```sh$/ && !clone; next }
+        inside && wanted' docs/quickStart.md
+}
+
+follows_the_quick_start() {
+    {
+        echo "set -eu; sudo() { \"\$@\"; }; export DEBIAN_FRONTEND=noninteractive HOME=/root"
+        echo "cd /packages"
+        write_quick_start
+    } > "$here/quickStart.sh"
+    expect 0 "^door: open for user 9, palm 0" "$here" sh /quickStart.sh
 }
 
 # A store that may be wanted is left by a removal, not by a purge.
@@ -155,6 +175,7 @@ try_here() {
     moves_the_store
     install_packages "/packages/$(cd "$built" && ls libbrairu-dev_*.deb)" gcc libc6-dev pkg-config
     serves_a_host
+    follows_the_quick_start
     goes_when_told
 }
 

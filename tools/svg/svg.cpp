@@ -60,6 +60,12 @@ void SvgPicture::dot(SvgPoint centre, double radius, const std::string& style) {
              attribute("r", radius) + " " + style + "/>\n";
 }
 
+void SvgPicture::image(SvgPoint corner, double width, double height, const std::string& address) {
+    body_ += "<image" + attribute("x", corner.x) + attribute("y", corner.y) +
+             attribute("width", width) + attribute("height", height) + " href='" + address +
+             "'/>\n";
+}
+
 void SvgPicture::text(SvgPoint start, const std::string& words, const std::string& style) {
     body_ += "<text" + attribute("x", start.x) + attribute("y", start.y) + " " + style + ">" +
              escaped(words) + "</text>\n";

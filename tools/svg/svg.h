@@ -20,6 +20,8 @@ public:
     void rectangle(SvgPoint corner, double width, double height, const std::string& style);
     void polyline(const std::vector<SvgPoint>& points, const std::string& style);
     void dot(SvgPoint centre, double radius, const std::string& style);
+    // address: of a picture, such as "data:image/jpeg;base64,...".
+    void image(SvgPoint corner, double width, double height, const std::string& address);
     // words: any; what XML reserves is escaped.
     void text(SvgPoint start, const std::string& words, const std::string& style);
 
