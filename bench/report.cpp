@@ -159,7 +159,7 @@ nlohmann::json numberOrNull(std::optional<double> value) {
 }
 
 nlohmann::json mediansAsJson(const Times& times) {
-    nlohmann::json medians;
+    nlohmann::json medians = nlohmann::json::object();
     for (const auto& [name, repetitions] : times) {
         medians[name] = median(repetitions);
     }

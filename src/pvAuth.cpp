@@ -93,13 +93,13 @@ ConfigDocument& engineStoreConfig(const char* call) {
 }
 
 void startEngine(const char* configPath) {
-    // A name that cannot be had is logged here, and not only at the first search.
-    chosenKernel();
     EngineContext& context = engine();
     context.config = &configStore();
     // The result does not matter: with an earlier document the engine goes on, without one the
     // first lookup raises.
     context.config->load(std::string(configPath));
+    // A name that cannot be had is logged here, and not only at the first search.
+    chosenKernel();
     ConfigDocument& document = context.config->document();
     context.detector = &handPose(document);
     TemplateStore& store = templateStore(document);

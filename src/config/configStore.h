@@ -17,7 +17,7 @@ public:
     bool load(const std::string& path);
 
     // Rewrites the file from the document. A failure is silent. A power cut leaves the old or the
-    // new text, wherever the folder lets a sibling file be made.
+    // new text, wherever a file beside it can take its place (see replaceFile).
     void save() const;
 
     // True when document[section] exists and, unless key is empty, is an object that holds key.

@@ -15,6 +15,10 @@ template <typename Value>
 struct CacheLineAllocator {
     using value_type = Value;
 
+    CacheLineAllocator() = default;
+    template <typename Other>
+    explicit CacheLineAllocator(const CacheLineAllocator<Other>&) {}
+
     Value* allocate(std::size_t count) {
         return static_cast<Value*>(::operator new(count * sizeof(Value), kAlignment));
     }

@@ -28,8 +28,8 @@ bool ChangeNote::leave() {
     if (left_ && isThere()) {
         return true;
     }
-    const FileDescriptor fd(
-        ::open(path_.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, kFileMode));
+    const FileDescriptor fd(offStandardStreams(
+        ::open(path_.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, kFileMode)));
     left_ = fd.isOpen() && ::fsync(fd.get()) == 0 && syncFolderOf(path_);
     return left_;
 }

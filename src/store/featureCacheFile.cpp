@@ -9,10 +9,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <utility>
 
 #include "store/storeLog.h"
+#include "utils/lackOfSpace.h"
 
 namespace brairu {
 namespace {
@@ -23,20 +25,25 @@ constexpr mode_t kFileMode = 0666;
 // file is not read ahead: a typing error must cost neither the disk nor minutes.
 constexpr std::uint64_t kLargestSensibleFile = std::uint64_t{64} << 20;
 
-// 0, or an error of errno's.
+// 0, or an error of errno's. A host whose timer always strikes in between is left without.
 template <typename Call>
 int errorOf(const Call& call) {
     int error = call();
-    while (error == EINTR) {
+    for (int tries = 1; error == EINTR && tries < 100; ++tries) {
         error = call();
     }
     return error;
 }
 
+// What a write to the mapping would meet as well.
+bool isFaultOfDisk(int error) {
+    return isLackOfSpace(error) || error == EFBIG || error == EIO;
+}
+
 // Takes the disk space of the whole file before the file has its size: a full disk is met here and
 // not by a write to the mapping, which would end the process. Where the file system cannot do this,
 // what the file is to grow by is written instead, from its old end on: cut short, it is not yet of
-// its size, and the next start goes on. What knows neither way, such as a device, has no disk.
+// its size, and the next start goes on.
 bool reserve(int fd, std::uint64_t oldSize, std::uint64_t size) {
     if (size > kLargestSensibleFile) {
         return true;
@@ -47,9 +54,10 @@ bool reserve(int fd, std::uint64_t oldSize, std::uint64_t size) {
     if (error == EOPNOTSUPP && begin < end) {
         error = errorOf([&] { return ::posix_fallocate(fd, begin, end - begin); });
     }
-    errno = error;
-    return error == 0 || error == EOPNOTSUPP || error == ENOSYS || error == ENODEV ||
-           error == ESPIPE;
+    if (error != 0) {
+        errno = error;
+    }
+    return !isFaultOfDisk(error);
 }
 
 // A file that could not be filled must not pass for a full one at the next start.
@@ -86,8 +94,9 @@ FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
         std::perror("open");
         return;
     }
-    if (resize()) {
-        map("mmap");
+    if (resize() && map("mmap")) {
+        const std::uint8_t* const end = mapping_ + capacity_;
+        doubted_ = doubted_ || std::find(flags(), end, kInDoubt) != end;
     }
 }
 
@@ -179,9 +188,26 @@ bool FeatureCacheFile::beginChange() {
     return true;
 }
 
-bool FeatureCacheFile::doubt() {
+void FeatureCacheFile::doubt() {
     doubted_ = true;
-    return !isMapped() || note_.leave();
+    if (isMapped() && !note_.leave()) {
+        mark();
+    }
+}
+
+// The last free slot: the next palms take the first ones.
+void FeatureCacheFile::mark() {
+    std::uint8_t* const end = mapping_ + capacity_;
+    const auto last = std::find_if(std::reverse_iterator(end), std::reverse_iterator(mapping_),
+                                   [](std::uint8_t flag) { return flag != kOccupied; });
+    if (last.base() != mapping_) {
+        *last = kInDoubt;
+        flushLater();
+    }
+}
+
+void FeatureCacheFile::removeMark() {
+    std::replace(mapping_, mapping_ + capacity_, kInDoubt, std::uint8_t{0});
 }
 
 bool FeatureCacheFile::place(std::int64_t slot, std::span<const std::int8_t> record) {
@@ -246,7 +272,11 @@ bool FeatureCacheFile::clear() {
 }
 
 void FeatureCacheFile::settle() {
-    if (isMapped() && ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0) {
+    if (!isMapped()) {
+        return;
+    }
+    removeMark();
+    if (::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0) {
         note_.withdraw();
         doubted_ = false;
     }

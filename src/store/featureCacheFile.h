@@ -1,7 +1,8 @@
 // The feature cache: a fixed-size file, mapped shared, with one occupancy flag and one record of
 // signed bytes per template slot. The 1:N search scans it; SQLite stays the record of truth.
 //
-//   offset 0           capacity bytes: flag of slot s at offset s, 1 = occupied, anything else free
+//   offset 0           capacity bytes: flag of slot s at offset s, 1 = occupied, anything else free;
+//                      2 = free, and the file is in doubt
 //   offset capacity    capacity records of recordSize bytes
 #pragma once
 
@@ -16,15 +17,10 @@
 
 namespace brairu {
 
-// From first to before end.
-struct SlotRange {
-    std::int64_t first = 0;
-    std::int64_t end = 0;
-};
-
 class FeatureCacheFile {
 public:
     static constexpr std::uint8_t kOccupied = 1;
+    static constexpr std::uint8_t kInDoubt = 2;
 
     // Opens, sizes and maps the file, creating it if need be. Failures are printed with perror and
     // leave the object unmapped: every operation then fails and touches nothing. So does a capacity
@@ -69,11 +65,13 @@ public:
     int close();
 
     // Whether the file may disagree with the table though the numbers agree: an earlier process
-    // changed it and may have ended in between, it had another size, or doubt() was called.
+    // changed it and may have ended in between, it had another size, or doubt() was called, by this
+    // process or an earlier one.
     bool isDoubtful() const { return note_.wasFound() || doubted_; }
 
-    // For a change that the table did not follow. False where no note tells the next process so.
-    bool doubt();
+    // For a change that the table did not follow. A free slot tells the next process so where no
+    // note can; in a file without one, or on a disk that the mark does not reach, nothing does.
+    void doubt();
 
     // Ends the doubt, once the content is known to be right: waits until all of it is on the disk.
     void settle();
@@ -113,6 +111,8 @@ private:
     bool resize();
     bool map(const char* fault);
     void unmap();
+    void mark();
+    void removeMark();
 
     std::string path_;
     ChangeNote note_;

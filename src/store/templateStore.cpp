@@ -36,25 +36,14 @@ std::uint32_t cacheRecordSize(int featureLength) {
     return featureLength > 0 ? static_cast<std::uint32_t>(featureLength) : 0;
 }
 
-void freeSlots(FeatureCacheFile& cache, SlotRange slots) {
-    for (std::int64_t slot = slots.first; slot < slots.end; ++slot) {
-        cache.remove(slot);
-    }
-}
-
 // The cache is changed before the table. A start compares the two if the table did not follow, for
-// whatever reason. Where no note can tell a start to, the slots get back what they held.
+// whatever reason.
 class CacheAhead {
 public:
-    CacheAhead(FeatureCacheFile& cache, SlotRange slots) : cache_(cache), slots_(slots) {
-        held_.resize(static_cast<std::size_t>(slots.end - slots.first));
-        for (std::int64_t slot = slots.first; slot < slots.end; ++slot) {
-            cache.get(slot, heldBy(slot));
-        }
-    }
+    explicit CacheAhead(FeatureCacheFile& cache) : cache_(cache) {}
     ~CacheAhead() {
-        if (!followed_ && !cache_.doubt()) {
-            giveBack();
+        if (!followed_) {
+            cache_.doubt();
         }
     }
     CacheAhead(const CacheAhead&) = delete;
@@ -67,26 +56,7 @@ public:
     }
 
 private:
-    using Record = std::vector<std::int8_t>;
-
-    // Empty where the slot was free.
-    Record& heldBy(std::int64_t slot) {
-        return held_[static_cast<std::size_t>(slot - slots_.first)];
-    }
-
-    void giveBack() {
-        for (std::int64_t slot = slots_.first; slot < slots_.end; ++slot) {
-            if (heldBy(slot).empty()) {
-                cache_.remove(slot);
-            } else {
-                cache_.put(slot, heldBy(slot));
-            }
-        }
-    }
-
     FeatureCacheFile& cache_;
-    SlotRange slots_;
-    std::vector<Record> held_;
     bool followed_ = false;
 };
 
@@ -199,20 +169,15 @@ void TemplateStore::mirror(std::int64_t rowsBefore, std::span<const std::uint8_t
     }
 }
 
-// Of the row that follows rowsBefore others. Rows beyond the cache are not mirrored.
-SlotRange TemplateStore::slotsBehind(std::int64_t rowsBefore) const {
-    if (rowsBefore < 0 || rowsBefore >= kMirroredPalms) {
-        return {};
-    }
-    return {slotsOf(rowsBefore), slotsOf(rowsBefore + 1)};
-}
-
+// Rows beyond the cache are not mirrored.
 void TemplateStore::place(std::int64_t rowsBefore, std::span<const std::uint8_t> blob,
                           std::size_t length) {
-    const SlotRange slots = slotsBehind(rowsBefore);
+    if (rowsBefore < 0 || rowsBefore >= kMirroredPalms) {
+        return;
+    }
     std::size_t offset = 0;
-    for (std::int64_t slot = slots.first; slot < slots.end && offset < blob.size(); ++slot) {
-        cache_.place(slot, signedBytesAt(blob, offset, length));
+    for (int index = 0; index < centreCount_ && offset < blob.size(); ++index) {
+        cache_.place(slotsOf(rowsBefore) + index, signedBytesAt(blob, offset, length));
         offset += kTemplateBytes;
     }
 }
@@ -229,6 +194,13 @@ bool TemplateStore::isMirrored(std::int64_t rowsBefore, std::span<const std::uin
     return true;
 }
 
+void TemplateStore::freeSlots(int id) {
+    const std::int64_t end = slotsOf(id);
+    for (std::int64_t slot = slotsOf(std::int64_t{id} - 1); slot < end; ++slot) {
+        cache_.remove(slot);
+    }
+}
+
 bool TemplateStore::runChange(SqliteStatement& change) const {
     const bool done = change.stepToEnd();
     if (done) {
@@ -242,7 +214,7 @@ bool TemplateStore::insertPalm(const PvaUserKey& key, std::span<const std::uint8
     if (centreCount_ < 1 || !lastId) {
         return false;
     }
-    CacheAhead ahead(cache_, slotsBehind(*lastId));
+    CacheAhead ahead(cache_);
     mirror(*lastId, blob, featureLength());
     SqliteStatement insert(connection_,
                            "INSERT INTO userInfo (userid, palmindex,vector_data,"
@@ -275,7 +247,7 @@ TemplateStore::EnrolOutcome TemplateStore::enrolPalm(const PvaUserKey& key,
     if (centreCount_ < 1 || !lastId) {
         return EnrolOutcome::failed;
     }
-    CacheAhead ahead(cache_, slotsBehind(*lastId));
+    CacheAhead ahead(cache_);
     mirror(*lastId, blob, featureLength());
     SqliteStatement insert(connection_,
                            "INSERT INTO userInfo (userid, palmindex, vector_data, "
@@ -300,7 +272,7 @@ bool TemplateStore::replaceByKey(const PvaUserKey& key, std::span<const std::uin
     if (centreCount_ < 1 || !id) {
         return false;
     }
-    CacheAhead ahead(cache_, slotsBehind(std::int64_t{*id} - 1));
+    CacheAhead ahead(cache_);
     mirror(std::int64_t{*id} - 1, blob, featureLength());
     SqliteStatement update(
         connection_, "UPDATE userInfo SET vector_data = ? WHERE userid = ? AND palmindex = ?;");
@@ -308,7 +280,7 @@ bool TemplateStore::replaceByKey(const PvaUserKey& key, std::span<const std::uin
 }
 
 bool TemplateStore::replaceById(int id, std::span<const std::uint8_t> blob) {
-    CacheAhead ahead(cache_, slotsBehind(std::int64_t{id} - 1));
+    CacheAhead ahead(cache_);
     mirror(std::int64_t{id} - 1, blob, featureLength());
     return ahead.isFollowed(replaceRowOnly(id, blob));
 }
@@ -324,9 +296,8 @@ bool TemplateStore::writeTemplate(int id, int index,
     if (index < 0 || index >= centreCount_) {
         return false;
     }
-    const std::int64_t slot = slotsOf(std::int64_t{id} - 1) + index;
-    CacheAhead ahead(cache_, {slot, slot + 1});
-    cache_.put(slot, signedBytesAt(data, 0, featureLength()));
+    CacheAhead ahead(cache_);
+    cache_.put(slotsOf(std::int64_t{id} - 1) + index, signedBytesAt(data, 0, featureLength()));
     SqliteBlob blob(connection_, "userInfo", "vector_data", id);
     if (!blob.isOpen()) {
         logStore("打开数据库更新失败\r\n");
@@ -349,9 +320,8 @@ bool TemplateStore::removePalm(std::int64_t userid, std::int32_t palmindex) {
     if (!id) {
         return false;
     }
-    const SlotRange slots = slotsBehind(std::int64_t{*id} - 1);
-    CacheAhead ahead(cache_, slots);
-    freeSlots(cache_, slots);
+    CacheAhead ahead(cache_);
+    freeSlots(*id);
     SqliteStatement removal(connection_,
                             "DELETE FROM userInfo WHERE userid = ? AND palmindex = ?;");
     return ahead.isFollowed(removal.bindAll(userid, palmindex) && runChange(removal)) &&

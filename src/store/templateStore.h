@@ -91,10 +91,10 @@ public:
 private:
     // Occupied slots of a cache that mirrors that many rows.
     std::int64_t slotsOf(std::int64_t rows) const { return std::int64_t{centreCount_} * rows; }
-    SlotRange slotsBehind(std::int64_t rowsBefore) const;
     std::size_t featureLength();
     void mirror(std::int64_t rowsBefore, std::span<const std::uint8_t> blob, std::size_t length);
     void place(std::int64_t rowsBefore, std::span<const std::uint8_t> blob, std::size_t length);
+    void freeSlots(int id);
 
     bool createTable();
     int reportRowCount();

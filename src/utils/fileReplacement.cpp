@@ -43,6 +43,7 @@ private:
 
     std::string name_;
     FileDescriptor fd_;
+    bool made_ = false;
     bool ready_ = false;
     bool lacksSpace_ = false;
 };
@@ -50,14 +51,16 @@ private:
 Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
     struct stat original {};
     if (isPlainFile(path, original) && ::access(path.c_str(), W_OK) == 0) {
-        fd_.reset(offStandardStreams(::mkostemp(name_.data(), O_CLOEXEC)));
-        lacksSpace_ = !fd_.isOpen() && isLackOfSpace(errno);
+        const int made = ::mkostemp(name_.data(), O_CLOEXEC);
+        made_ = made >= 0;
+        lacksSpace_ = !made_ && isLackOfSpace(errno);
+        fd_.reset(offStandardStreams(made));
         ready_ = fd_.isOpen() && resemble(original);
     }
 }
 
 Sibling::~Sibling() {
-    if (fd_.isOpen()) {
+    if (made_) {
         ::unlink(name_.c_str());
     }
 }
@@ -67,7 +70,7 @@ bool Sibling::resemble(const struct stat& original) const {
 }
 
 // Nobody but root gives a file to a group that it is not in. The group may then be another one, if
-// it has no right that not everybody has.
+// it has the rights that everybody has.
 bool Sibling::belongsTo(const struct stat& original) const {
     const mode_t ofGroup = original.st_mode & S_IRWXG;
     const mode_t ofOthers = original.st_mode & S_IRWXO;
@@ -83,7 +86,7 @@ bool Sibling::takePlaceOf(const std::string& path) {
     if (::rename(name_.c_str(), path.c_str()) != 0) {
         return false;
     }
-    fd_.reset();
+    made_ = false;
     syncFolderOf(path);
     return true;
 }
@@ -97,8 +100,8 @@ bool truncateAndWrite(const std::string& path, const std::string& text) {
     if (isPipe(path)) {
         return false;
     }
-    const FileDescriptor fd(
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+    const FileDescriptor fd(offStandardStreams(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode)));
     return fd.isOpen() && writeAll(fd.get(), text) && reachesDisk(fd.get());
 }
 

@@ -312,12 +312,24 @@ TEST_F(FeatureCacheFileTest, ASignalDoesNotKeepTheSpaceFromBeingTaken) {
         std::filesystem::remove(path());
         InterposedCalls::get().allocationFault = fault;
         InterposedCalls::get().interruptions = 3;
+        InterposedCalls::get().fillingInterruptions = 3;
         EXPECT_TRUE(FeatureCacheFile(path(), 10000, 512).isMapped());
         EXPECT_EQ(InterposedCalls::get().interruptions, 0);
+        EXPECT_EQ(InterposedCalls::get().fillingInterruptions, fault == 0 ? 3 : 0);
         struct stat status {};
         ASSERT_EQ(::stat(path().c_str(), &status), 0);
         EXPECT_GE(status.st_blocks * 512, status.st_size);
     }
+}
+
+TEST_F(FeatureCacheFileTest, SignalsWithoutEndDoNotHoldUpTheStart) {
+    InterposedCalls::get().allocationFault = EINTR;
+    EXPECT_TRUE(FeatureCacheFile(path(), 10000, 512).isMapped());
+}
+
+TEST_F(FeatureCacheFileTest, ACallThatIsForbiddenCostsNoSearch) {
+    InterposedCalls::get().allocationFault = EPERM;
+    EXPECT_TRUE(FeatureCacheFile(path(), 10000, 512).isMapped());
 }
 
 TEST_F(FeatureCacheFileTest, ADiskThatFailsToReserveIsNotMapped) {
@@ -348,6 +360,37 @@ TEST_F(FeatureCacheFileTest, KeepsOffTheStandardStreamsOfAHostThatClosedThem) {
         EXPECT_EQ(cache.count(), 1);
     });
     EXPECT_EQ(result.exitStatus, 0) << result.out;
+}
+
+// In the last free slot, where there is one.
+TEST_F(FeatureCacheFileTest, AFreeSlotTellsOfADoubtThatNoNoteCan) {
+    std::filesystem::create_symlink(folder_.file("missing/note"), path() + ".changed");
+    {
+        FeatureCacheFile cache = open();
+        EXPECT_TRUE(cache.put(kSlots - 1, record_));
+        cache.doubt();
+        EXPECT_EQ(cache.count(), 1);
+        EXPECT_EQ(cache.flags()[kSlots - 2], FeatureCacheFile::kInDoubt);
+    }
+    {
+        FeatureCacheFile cache = open();
+        EXPECT_TRUE(cache.isDoubtful());
+        EXPECT_EQ(cache.count(), 1);
+        cache.settle();
+        EXPECT_FALSE(cache.isDoubtful());
+        EXPECT_EQ(cache.flags()[kSlots - 2], 0);
+    }
+    EXPECT_FALSE(open().isDoubtful());
+}
+
+TEST_F(FeatureCacheFileTest, AFullFileHasNoPlaceForADoubt) {
+    std::filesystem::create_symlink(folder_.file("missing/note"), path() + ".changed");
+    FeatureCacheFile cache = open();
+    for (std::int64_t slot = 0; slot < kSlots; ++slot) {
+        EXPECT_TRUE(cache.put(slot, record_));
+    }
+    cache.doubt();
+    EXPECT_EQ(cache.count(), int{kSlots});
 }
 
 TEST_F(FeatureCacheFileTest, OpensAFileOfAnyYear) {

@@ -18,8 +18,7 @@ constexpr int kNoSuchParameter = 999;
 thread_local int executing = 0;
 constexpr int kBeyondAnyBlob = 1 << 30;
 
-bool isInterrupted() {
-    int& left = InterposedCalls::get().interruptions;
+bool isInterrupted(int& left) {
     return left > 0 && left-- > 0;
 }
 
@@ -168,7 +167,8 @@ BRAIRU_INTERPOSED int msync(void* address, std::size_t length, int flags) {
 
 BRAIRU_INTERPOSED int fallocate64(int fd, int mode, off64_t offset, off64_t size) {
     using Function = int(int, int, off64_t, off64_t);
-    const int fault = isInterrupted() ? EINTR : InterposedCalls::get().allocationFault;
+    InterposedCalls& calls = InterposedCalls::get();
+    const int fault = isInterrupted(calls.interruptions) ? EINTR : calls.allocationFault;
     if (fault != 0) {
         errno = fault;
         return -1;
@@ -178,8 +178,9 @@ BRAIRU_INTERPOSED int fallocate64(int fd, int mode, off64_t offset, off64_t size
 
 BRAIRU_INTERPOSED int posix_fallocate64(int fd, off64_t offset, off64_t size) {
     using Function = int(int, off64_t, off64_t);
-    InterposedCalls::get().sizeAtFilling = brairu::test::sizeOf(fd);
-    const int fault = isInterrupted() ? EINTR : InterposedCalls::get().fillingFault;
+    InterposedCalls& calls = InterposedCalls::get();
+    calls.sizeAtFilling = brairu::test::sizeOf(fd);
+    const int fault = isInterrupted(calls.fillingInterruptions) ? EINTR : calls.fillingFault;
     return fault != 0 ? fault : next<Function>("posix_fallocate64")(fd, offset, size);
 }
 

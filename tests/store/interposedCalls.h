@@ -25,12 +25,13 @@ struct InterposedCalls {
     // Forgets settings and records, but for the live handles.
     static void reset();
 
-    int failingParameter = 0;     // binding this parameter fails with "column index out of range"
-    bool failBlobWrites = false;  // "SQL logic error"
-    int allocationFault = 0;      // fallocate fails with this errno,
-    int fillingFault = 0;         // and posix_fallocate with this one
-    int interruptions = 0;        // so many calls of either fail with EINTR before
-    off_t sizeAtFilling = -1;     // of the file, when posix_fallocate was called last
+    int failingParameter = 0;      // binding this parameter fails with "column index out of range"
+    bool failBlobWrites = false;   // "SQL logic error"
+    int allocationFault = 0;       // fallocate fails with this errno,
+    int fillingFault = 0;          // and posix_fallocate with this one
+    int interruptions = 0;         // so many calls of fallocate fail with EINTR before,
+    int fillingInterruptions = 0;  // and so many of posix_fallocate
+    off_t sizeAtFilling = -1;      // of the file, when posix_fallocate was called last
     std::function<void(sqlite3_stmt*)> beforeStep;
     std::function<void(sqlite3*, const std::string& sql)> afterExecute;
     sqlite3* lastOpened = nullptr;

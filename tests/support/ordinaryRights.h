@@ -1,7 +1,10 @@
 #pragma once
 
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
+
+#include <vector>
 
 namespace brairu::test {
 
@@ -13,6 +16,9 @@ class OrdinaryRights {
 public:
     OrdinaryRights() {
         if (wasRoot_) {
+            groups_.resize(static_cast<std::size_t>(::getgroups(0, nullptr)));
+            EXPECT_GE(::getgroups(static_cast<int>(groups_.size()), groups_.data()), 0);
+            EXPECT_EQ(::setgroups(0, nullptr), 0);
             EXPECT_EQ(::setegid(kNobody), 0);
             EXPECT_EQ(::seteuid(kNobody), 0);
         }
@@ -21,6 +27,7 @@ public:
         if (wasRoot_) {
             EXPECT_EQ(::seteuid(0), 0);
             EXPECT_EQ(::setegid(0), 0);
+            EXPECT_EQ(::setgroups(groups_.size(), groups_.data()), 0);
         }
     }
     OrdinaryRights(const OrdinaryRights&) = delete;
@@ -28,6 +35,7 @@ public:
 
 private:
     const bool wasRoot_ = ::geteuid() == 0;
+    std::vector<gid_t> groups_;
 };
 
 }  // namespace brairu::test

@@ -23,6 +23,7 @@ static void sumTogether(const Probe& probe, const std::int8_t* const* records,
             probe.addLine(added[i], records[i], offset);
         }
     }
+    static_assert(2 * sizeof(RecordSums) == sizeof(__m128i));
     const __m128i totals = probe.totals(added[0], added[kCount - 1]);
     std::memcpy(sums, &totals, kCount * sizeof *sums);
 }
