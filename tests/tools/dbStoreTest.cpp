@@ -6,6 +6,7 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -474,7 +475,8 @@ TEST_F(Holding, CountsProcessesThatItMayNotLookInto) {
 
 TEST_F(Holding, RefusesToGuessWithoutTheTableOfProcesses) {
     EXPECT_THAT(faultOf([&] { holdersOf({}, folder.file("proc")); }),
-                HasSubstr("whether an engine is running cannot be told"));
+                HasSubstr("whether an engine is running cannot be told: " + folder.file("proc") +
+                          " cannot be read: No such file or directory"));
     fs::create_directory(folder.file("proc"));
     EXPECT_THAT(faultOf([&] { holdersOf({}, folder.file("proc")); }),
                 HasSubstr("does not list this command"));
@@ -486,25 +488,42 @@ TEST_F(Holding, RefusesToGuessWhereProcessesOfOtherUsersAreHidden) {
                 HasSubstr("proc hides the processes of other users"));
 }
 
+// Mounts a table of processes that hides those of others, in a process of its own. False without
+// the right to.
+bool mountsHidingTable(const std::string& table) {
+    return ::unshare(CLONE_NEWNS) == 0 &&
+           ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           ::mount("proc", table.c_str(), "proc", 0, "hidepid=2") == 0;
+}
+
 TEST_F(Holding, RefusesToGuessBehindHidepid) {
     constexpr uid_t kNobody = 65534;
+    constexpr int kMayNotMount = 2;
     const std::string table = folder.file("proc");
     fs::create_directory(table);
-    EXPECT_EQ(statusOf([&] {
-                  if (::unshare(CLONE_NEWNS) != 0 ||
-                      ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                      ::mount("proc", table.c_str(), "proc", 0, "hidepid=2") != 0) {
-                      return;  // takes root
-                  }
-                  EXPECT_EQ(faultOf([&] { holdersOf({}, table); }), "");
-                  fs::permissions(folder.path(), fs::perms(0755));
-                  ASSERT_EQ(::setgroups(0, nullptr), 0);  // the group of root sees them too
-                  ASSERT_EQ(::setgid(kNobody), 0);
-                  ASSERT_EQ(::setuid(kNobody), 0);
-                  EXPECT_THAT(faultOf([&] { holdersOf({}, table); }),
-                              HasSubstr("proc hides the processes of other users"));
-              }),
-              0);
+    const int status = statusOf([&] {
+        if (!mountsHidingTable(table)) {
+            ::_exit(kMayNotMount);
+        }
+        EXPECT_EQ(faultOf([&] { holdersOf({}, table); }), "");
+        fs::permissions(folder.path(), fs::perms(0755));
+        ASSERT_EQ(::setgroups(0, nullptr), 0);  // the group of root sees them too
+        ASSERT_EQ(::setgid(kNobody), 0);
+        ASSERT_EQ(::setuid(kNobody), 0);
+        EXPECT_THAT(faultOf([&] { holdersOf({}, table); }),
+                    HasSubstr("proc hides the processes of other users"));
+    });
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kMayNotMount) {
+        GTEST_SKIP() << "may not mount a table of processes: takes root";
+    }
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(Holding, SaysHowManyProcessesItCouldNotLookInto) {
+    EXPECT_EQ(remarkOnUnseen(1),
+              "1 process could not be looked into: if an engine is among them, start it anew");
+    EXPECT_EQ(remarkOnUnseen(7),
+              "7 processes could not be looked into: if an engine is among them, start it anew");
 }
 
 TEST_F(Holding, CountsAProcessThatCannotBeReadForAnyReason) {
@@ -662,6 +681,36 @@ TEST_F(Exporting, AFileThatIsNotKeptLeavesNothing) {
         EXPECT_TRUE(fs::exists(file.workingPath()));
     }
     EXPECT_TRUE(fs::is_empty(folder.path()));
+}
+
+// The most memory that this process ever held.
+long mostKilobytes() {
+    rusage used{};
+    ::getrusage(RUSAGE_SELF, &used);
+    return used.ru_maxrss;
+}
+
+TEST(Backup, HoldsTheDatabaseTwiceInMemoryAtMost) {
+    constexpr long kKilobytes = 67108864 / 1024;
+    const TemporaryFolder folder;
+    const std::string path = folder.file("large.db");
+    {
+        SqliteConnection large;
+        ASSERT_EQ(large.open(path), SQLITE_OK);
+        large.execute("CREATE TABLE t(x); INSERT INTO t VALUES (zeroblob(67108864));");
+    }
+    EXPECT_EQ(statusOf([&] {
+                  const ReadOnlyDatabase database(path);
+                  PrivateFile file(folder.file("backup.db"));
+                  const long before = mostKilobytes();
+                  database.copyInMemory().visitFileContent(
+                      [&](std::string_view content) { file.write(content); });
+                  EXPECT_GE(mostKilobytes() - before, kKilobytes);
+                  EXPECT_LT(mostKilobytes() - before, kKilobytes * 5 / 2);
+                  file.keep();
+              }),
+              0);
+    EXPECT_EQ(fs::file_size(folder.file("backup.db")), fs::file_size(path));
 }
 
 }  // namespace

@@ -165,6 +165,67 @@ TEST(Detect, DoesNotDrawOnTheFrameItself) {
     EXPECT_EQ(readFile(frame), before);
 }
 
+TEST(Detect, DrawsOnNoneOfTheFramesAndLooksAtNoneThen) {
+    const ToolPlace place;
+    const std::vector<std::string> frames{place.greyFrame("hand-2.pgm"),
+                                          place.greyFrame("hand-5.pgm")};
+    const std::string before = readFile(frames[0]);
+    const ToolRun run = place.run(joined({"detect", "--draw", place.file("hand.pgm")}, frames));
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.err, "brairu: the picture " + frames[0] +
+                           " is one of the frames\nName another file with --draw.\n");
+    EXPECT_THAT(run.out, IsEmpty());
+    EXPECT_EQ(readFile(frames[0]), before);
+    EXPECT_FALSE(std::filesystem::exists(place.file("hand-1.pgm")));
+}
+
+TEST(Detect, DrawsOnNoFrameOfAFolderByAnotherName) {
+    const ToolPlace place;
+    std::filesystem::create_directory(place.file("frames"));
+    place.greyFrame("frames/a.pgm");
+    place.greyFrame("frames/b.pgm");
+    std::filesystem::create_symlink("frames/b.pgm", place.file("out-1.pgm"));
+    const std::string before = readFile(place.file("frames/b.pgm"));
+    const ToolRun run =
+        place.run({"detect", place.file("frames"), "--draw", place.file("out.pgm")});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_THAT(run.err, StartsWith("brairu: the picture " + place.file("out-1.pgm") +
+                                    " is one of the frames\n"));
+    EXPECT_EQ(readFile(place.file("frames/b.pgm")), before);
+}
+
+TEST(Detect, SaysWhichCommandsTakeADevice) {
+    const ToolPlace place;
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"detect", "/dev/null"},
+                                                    {"identify", "/dev/null"},
+                                                    {"verify", "/dev/null", "/dev/null"}}) {
+        if (command[0] == "identify") {
+            place.haveEnrolled();
+        }
+        const ToolRun run = place.run(command);
+        EXPECT_EQ(run.exitStatus, 2) << command[0];
+        EXPECT_EQ(run.err,
+                  "brairu: /dev/null is a device, which only \"brairu watch\" and \"brairu enrol\" "
+                  "take, as a camera\nGive pictures, or raw planes of grey with --size.\n");
+    }
+}
+
+TEST(Detect, SaysWhatToGiveInPlaceOfAVideoThatItCannotRead) {
+    if (BRAIRU_READS_VIDEOS) {
+        GTEST_SKIP() << "this build reads videos";
+    }
+    const ToolPlace place;
+    const std::string video = place.write("hand.mp4", "a video");
+    for (const char* const command : {"detect", "watch"}) {
+        const ToolRun run = place.run({command, video});
+        EXPECT_EQ(run.exitStatus, 2) << command;
+        EXPECT_EQ(run.err, "brairu: " + video +
+                               " cannot be read: this build reads no videos\n"
+                               "Give its frames as a folder of pictures; or install "
+                               "libopencv-videoio-dev and build the tool again.\n");
+    }
+}
+
 TEST(Detect, ShowsTheEnginesLinesOnStandardErrorOnRequest) {
     const ToolPlace place;
     const ToolRun run = place.run({"detect", "--json", "--verbose", place.frames(1, 0, 1)[0]});

@@ -42,6 +42,17 @@ TEST(Doctor, FindsAnEnrolledSetUpInOrderAndChangesNothing) {
     EXPECT_EQ(place.storeState(), before);
 }
 
+TEST(Doctor, TellsTheVersionsOfLibraryAndToolAndTheFileOfTheLibrary) {
+    const ToolPlace place;
+    const std::string version = place.runAsItIs({"--version"}).out;
+    const std::string number = version.substr(0, version.find('\n'));
+    const std::string system = said(place.run({"doctor", "--json"}).json(), "ok", "system");
+    EXPECT_THAT(system,
+                testing::ContainsRegex("libbrairu [0-9.]+ in /[^\n]*/libbrairu\\.so\\.[0-9]+"
+                                       "\\.[0-9]+\\.[0-9]+, this tool [0-9.]+\n"));
+    EXPECT_THAT(system, HasSubstr(", this tool " + number.substr(number.rfind(' ') + 1) + "\n"));
+}
+
 TEST(Doctor, TriesACaptureWhoseAnswerIsKnown) {
     const ToolPlace place;
     const Json result = place.run({"doctor", "--json"}).json();

@@ -85,6 +85,91 @@ TEST(Enrol, NamesTheOwnerOfAPalmThatIsEnrolledAlready) {
     EXPECT_EQ(place.run(joined(again, {"--allow-duplicate"})).exitStatus, 0);
 }
 
+// Before a camera, which films a hand.
+class EnrolCamera : public testing::Test {
+protected:
+    EnrolCamera() { std::filesystem::create_directory(camera.pictures); }
+
+    void SetUp() override {
+        if (!BRAIRU_READS_CAMERAS) {
+            GTEST_SKIP() << "built without libv4l2";
+        }
+    }
+
+    void film(const std::string& name, const cv::Mat& luma) const {
+        place.picture("camera/" + name, luma);
+    }
+
+    ToolRun enrol(const std::vector<std::string>& options) const {
+        return place.runBeside(camera, joined({"enrol", "--user", "1", "--palm", "0", "--size",
+                                               "320x240", "/dev/double"},
+                                              options));
+    }
+
+    ToolPlace place;
+    CameraDouble camera{place.file("camera")};
+    const cv::Mat nothing{240, 320, CV_8UC1, cv::Scalar(90)};
+};
+
+TEST_F(EnrolCamera, TellsOnceWhatIsWrongAndEndsAtTheLastCaptureItNeeds) {
+    film("1.pgm", nothing);
+    film("2.pgm", nothing);
+    film("3.pgm", palmFrame(1, 0));
+    film("4.pgm", nothing);
+    film("5.pgm", palmFrame(1, 1));
+    film("6.pgm", palmFrame(1, 2));
+    film("7.pgm", nothing);
+    const ToolRun run = enrol({"--json"});
+    ASSERT_EQ(run.exitStatus, 0) << run.out << run.err;
+    const Json result = run.json();
+    EXPECT_EQ(result["result"], "enrolled");
+    std::vector<std::string> told;
+    for (const Json& frame : result["frames"]) {
+        told.push_back(frame["frame"].get<std::string>() + " " +
+                       frame["result"].get<std::string>());
+    }
+    EXPECT_THAT(told, testing::ElementsAre("/dev/double #1 no_hand", "/dev/double #3 taken",
+                                           "/dev/double #4 no_hand", "/dev/double #5 taken",
+                                           "/dev/double #6 taken"));
+    EXPECT_EQ(place.run({"identify", place.frames(1, 5, 1)[0]}).exitStatus, 0);
+}
+
+TEST_F(EnrolCamera, GivesUpWhenNoFurtherCaptureCame) {
+    camera.fault = "silent";
+    film("1.pgm", nothing);
+    const ToolRun run = enrol({"--idle", "0.3"});
+    EXPECT_EQ(run.exitStatus, 1) << run.err;
+    EXPECT_EQ(run.out,
+              "user 1, palm 0 is not enrolled: 0 of 3 captures were taken. Run the command again. "
+              "Move the hand a little between captures: closer, further, or turned slightly.\n");
+}
+
+TEST_F(EnrolCamera, SaysThatItWasUnpluggedAndEnrolsNobody) {
+    film("1.pgm", palmFrame(1, 0));
+    const ToolRun run = enrol({});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_THAT(run.out, EndsWith("): capture 1 of 3\n"));
+    EXPECT_EQ(run.err,
+              "brairu: the camera /dev/double was unplugged\n"
+              "Plug it in, and run the command again.\n");
+    EXPECT_EQ(place.run({"identify", place.frames(1, 5, 1)[0]}).exitStatus, 1);
+}
+
+TEST_F(EnrolCamera, StandsAlone) {
+    const ToolRun run = enrol({place.greyFrame("grey.pgm")});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.err,
+              "brairu: the camera /dev/double is named beside other frames\n"
+              "Give the camera alone, or frames alone.\n");
+}
+
+TEST_F(EnrolCamera, IsLookedForBeforeTheStoreIsMade) {
+    const ToolRun run = place.run({"enrol", "--user", "1", "--palm", "0", "99"});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_THAT(run.err, testing::StartsWith("brairu: /dev/video99 is not there\n"));
+    EXPECT_FALSE(std::filesystem::exists(place.databasePath()));
+}
+
 TEST(Enrol, SaysThatTheFolderOfTheStoreIsMissing) {
     ToolPlace place;
     place.config["database"]["database_path"] = place.file("missing/palms.db");

@@ -2,12 +2,14 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <iterator>
 
 #include "tools/workplace.h"
 
 namespace brairu::test {
 namespace {
 
+using testing::ElementsAreArray;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -95,6 +97,8 @@ TEST_F(UnreadableStore, WhoseCacheAloneIsClosedIsAFaultToDbCheck) {
 }
 
 TEST_F(UnreadableStore, IsNotWrittenTo) {
+    const std::string cache = vault() + "/palms.bin";
+    const std::vector<std::string> before{readFile(database()), readFile(cache)};
     fs::permissions(vault(), fs::perms(0));
     for (const std::vector<std::string>& command :
          {std::vector<std::string>{"db", "delete", "1"},
@@ -104,6 +108,9 @@ TEST_F(UnreadableStore, IsNotWrittenTo) {
         EXPECT_EQ(run.exitStatus, 3) << command[1];
         EXPECT_THAT(run.err, StartsWith("brairu: the "));
     }
+    fs::permissions(vault(), fs::perms(0700));
+    EXPECT_THAT((std::vector{readFile(database()), readFile(cache)}), ElementsAreArray(before));
+    EXPECT_EQ(std::distance(fs::directory_iterator(vault()), fs::directory_iterator()), 2);
 }
 
 class UnreadableFrames : public testing::Test {
@@ -153,7 +160,8 @@ TEST_F(UnreadableFrames, AreNoFoldersAndNoDevices) {
     const ToolRun device = place.run({"detect", "/dev/null"});
     EXPECT_EQ(device.exitStatus, 2);
     EXPECT_THAT(device.err,
-                StartsWith("brairu: /dev/null is a device, which only \"brairu watch\" takes\n"));
+                StartsWith("brairu: /dev/null is a device, which only \"brairu watch\" and "
+                           "\"brairu enrol\" take, as a camera\n"));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <thread>
@@ -96,7 +95,7 @@ TEST_F(Watch, PassesOverAFrameThatCannotBeReadAndChangesNothingInTheStore) {
     EXPECT_EQ(place.storeState(), before);
 }
 
-// A camera in place of a real one. It delivers what was filmed, and is unplugged then.
+// What was filmed, before the door.
 class WatchCamera : public Watch {
 protected:
     void SetUp() override {
@@ -105,27 +104,9 @@ protected:
         }
     }
 
-    // As run, where the camera shows so many frames between two looks, and has this fault.
-    ToolRun watch(std::vector<std::string> arguments) const {
-        const std::string sanitizer =
-            std::string(std::getenv("ASAN_OPTIONS") ? std::getenv("ASAN_OPTIONS") : "") +
-            ":verify_asan_link_order=0";
-        const std::vector<std::pair<const char*, std::string>> variables{
-            {"LD_PRELOAD", BRAIRU_CAMERA_DOUBLE},
-            {"ASAN_OPTIONS", sanitizer},
-            {"CAMERA_PICTURES", folder()},
-            {"CAMERA_FORMAT", format},
-            {"CAMERA_BURST", burst},
-            {"CAMERA_FAULT", fault}};
-        for (const auto& [name, value] : variables) {
-            ::setenv(name, value.c_str(), 1);
-        }
-        const ToolRun run =
-            place.run(joined({"watch", "--size", "320x240", "/dev/double"}, arguments));
-        for (const auto& variable : variables) {
-            ::unsetenv(variable.first);
-        }
-        return run;
+    ToolRun watch(const std::vector<std::string>& arguments) const {
+        return place.runBeside(camera,
+                               joined({"watch", "--size", "320x240", "/dev/double"}, arguments));
     }
 
     void expectFault(const std::string& message) const {
@@ -134,9 +115,7 @@ protected:
         EXPECT_EQ(run.err, message);
     }
 
-    std::string format = "YUYV";
-    std::string burst = "1";
-    std::string fault;
+    CameraDouble camera{folder()};
 };
 
 TEST_F(WatchCamera, RecognisesAnEnrolledPalmUntilTheCameraIsUnplugged) {
@@ -145,7 +124,7 @@ TEST_F(WatchCamera, RecognisesAnEnrolledPalmUntilTheCameraIsUnplugged) {
     film("3.pgm", nothing);
     film("4.pgm", palmFrame(2, 5));
     for (const char* const each : {"YUYV", "GREY"}) {
-        SCOPED_TRACE(format = each);
+        SCOPED_TRACE(camera.format = each);
         const ToolRun run = watch({"--json"});
         EXPECT_EQ(run.exitStatus, 2);
         std::vector<Json> events = eventsOf(run);
@@ -170,7 +149,7 @@ TEST_F(WatchCamera, EndsAtTheFirstRecognised) {
 }
 
 TEST_F(WatchCamera, LooksAtTheNewestFrame) {
-    burst = "2";
+    camera.burst = "2";
     film("1.pgm", palmFrame(2, 5));
     film("2.pgm", palmFrame(1, 5));
     const ToolRun run = watch({"--once", "--json"});
@@ -181,7 +160,7 @@ TEST_F(WatchCamera, LooksAtTheNewestFrame) {
 }
 
 TEST_F(WatchCamera, SaysThatItMayNotBeOpened) {
-    fault = "forbidden";
+    camera.fault = "forbidden";
     expectFault(
         "brairu: /dev/double may not be opened: Permission denied\n"
         "Join the group that has the device, mostly video (sudo adduser USER video), and log in "
@@ -189,14 +168,14 @@ TEST_F(WatchCamera, SaysThatItMayNotBeOpened) {
 }
 
 TEST_F(WatchCamera, SaysThatAnotherProgramHasIt) {
-    fault = "busy";
+    camera.fault = "busy";
     expectFault(
         "brairu: another program is using the camera /dev/double\n"
         "Close it, and run the command again.\n");
 }
 
 TEST_F(WatchCamera, SaysThatADeviceFileGivesNoPictures) {
-    fault = "without pictures";
+    camera.fault = "without pictures";
     expectFault(
         "brairu: /dev/double gives no pictures\n"
         "A camera may have several device files, one of them for pictures: \"ls /dev/video*\" "
@@ -204,7 +183,7 @@ TEST_F(WatchCamera, SaysThatADeviceFileGivesNoPictures) {
 }
 
 TEST_F(WatchCamera, SaysThatNoFrameComes) {
-    fault = "silent";
+    camera.fault = "silent";
     expectFault(
         "brairu: the camera /dev/double gave no frame for 5 seconds\n"
         "Look at its cable and its power, and plug it in anew.\n");

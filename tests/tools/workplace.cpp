@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 namespace brairu::test {
 namespace {
@@ -60,6 +62,26 @@ ToolRun ToolPlace::runWithoutPrivileges(const std::vector<std::string>& argument
         ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
         ::prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
     });
+}
+
+ToolRun ToolPlace::runBeside(const CameraDouble& camera,
+                             const std::vector<std::string>& arguments) const {
+    const char* const options = std::getenv("ASAN_OPTIONS");
+    const std::vector<std::pair<const char*, std::string>> variables{
+        {"LD_PRELOAD", BRAIRU_CAMERA_DOUBLE},
+        {"ASAN_OPTIONS", std::string(options ? options : "") + ":verify_asan_link_order=0"},
+        {"CAMERA_PICTURES", camera.pictures},
+        {"CAMERA_FORMAT", camera.format},
+        {"CAMERA_BURST", camera.burst},
+        {"CAMERA_FAULT", camera.fault}};
+    for (const auto& [name, value] : variables) {
+        ::setenv(name, value.c_str(), 1);
+    }
+    const ToolRun result = run(arguments);
+    for (const auto& variable : variables) {
+        ::unsetenv(variable.first);
+    }
+    return result;
 }
 
 ToolRun ToolPlace::start(const std::vector<std::string>& arguments, void (*prepare)()) const {

@@ -21,6 +21,15 @@ struct ToolRun {
     Json json() const { return Json::parse(out); }
 };
 
+// A camera in place of a real one, /dev/double. It delivers the pictures of a folder, and is
+// unplugged then.
+struct CameraDouble {
+    std::string pictures;
+    std::string format = "YUYV";
+    std::string burst = "1";  // frames between two looks
+    std::string fault = "";
+};
+
 class ToolPlace {
 public:
     // Captures of an enrolment need not differ here, so that few frames do.
@@ -41,6 +50,8 @@ public:
     ToolRun run(const std::vector<std::string>& arguments) const;
     // The same without writing or naming the configuration.
     ToolRun runAsItIs(const std::vector<std::string>& arguments) const;
+    // As run, beside this camera.
+    ToolRun runBeside(const CameraDouble& camera, const std::vector<std::string>& arguments) const;
     // As run, but the rights of files hold for root too.
     ToolRun runWithoutPrivileges(const std::vector<std::string>& arguments) const;
 

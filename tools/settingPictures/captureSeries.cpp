@@ -17,10 +17,9 @@ SvgPoint cornerOf(std::size_t column, double top) {
 
 std::vector<SeriesShot> takeSeries(const PalmIdentity& palm, Scenario scenario, int first,
                                    int count) {
-    constexpr std::uint64_t kSeed = 900001;
     std::vector<SeriesShot> series;
     for (int number = first; number < first + count; ++number) {
-        const CaptureConditions conditions = captureOf(kSeed, palm, number, scenario);
+        const CaptureConditions conditions = captureOf(kPictureSeed, palm, number, scenario);
         const cv::Mat luma = render(palm, conditions, kPictureFrame).luma;
         series.push_back({luma, captureFrom(luma)});
     }

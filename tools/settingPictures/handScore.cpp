@@ -11,7 +11,6 @@
 namespace brairu::tool {
 namespace {
 
-constexpr std::uint64_t kScenesSeed = 900001;
 constexpr int kScenes = 300;
 
 // Degrees.
@@ -74,7 +73,7 @@ struct Scene {
 std::vector<Scene> scenesByScore(const Scores& scores) {
     std::vector<Scene> scenes;
     for (int number = 0; number < kScenes; ++number) {
-        const RenderedFrame frame = renderWithoutHand(kScenesSeed, number, kPictureFrame);
+        const RenderedFrame frame = renderWithoutHand(kPictureSeed, number, kPictureFrame);
         scenes.push_back({number, scores.of(frame.luma)});
     }
     std::ranges::stable_sort(scenes, {}, &Scene::score);
@@ -88,7 +87,7 @@ FrameRow scenesWithoutHand(Scores& scores, const std::vector<Scene>& scenes) {
                 " and some of the highest scores; red: taken for a hand";
     for (const int place : kScenesShown) {
         const int number = scenes[static_cast<std::size_t>(place)].number;
-        Shot shot = scores.shot(renderWithoutHand(kScenesSeed, number, kPictureFrame).luma);
+        Shot shot = scores.shot(renderWithoutHand(kPictureSeed, number, kPictureFrame).luma);
         shot.accepted = !shot.accepted;
         row.shots.push_back(shot);
     }

@@ -1,22 +1,16 @@
 #include <algorithm>
 #include <array>
-#include <functional>
 #include <span>
 
 #include "handPose/palmRegion.h"
 #include "handPose/qualityGate.h"
 #include "report/numbers.h"
 #include "settingPictures/drawings.h"
-#include "settingPictures/frameRow.h"
-#include "settingPictures/look.h"
 #include "settingPictures/pictureText.h"
-#include "settingPictures/steadyHand.h"
+#include "settingPictures/steadyRow.h"
 
 namespace brairu::tool {
 namespace {
-
-using Change = std::function<void(CaptureConditions&, float)>;
-using Describe = std::function<void(Shot&, const Look&)>;
 
 constexpr std::array kExposures{36.0f, 52.0f, 120.0f, 200.0f, 300.0f, 360.0f};
 constexpr std::array kFallOffs{0.1f, 2.0f, 5.0f, 10.0f, 18.0f, 30.0f};
@@ -35,21 +29,14 @@ cv::Mat regionOf(const cv::Mat& luma, const PvaHandPose& found, ConfigDocument& 
 
 FrameRow rowOf(const std::string& title, std::span<const float> values, const Change& change,
                const Describe& describe, ConfigDocument& config) {
-    FrameRow row;
-    row.title = title;
+    FrameRow row = steadyRow(
+        title, values, change,
+        [&](Shot& shot, const Look& look) {
+            shot.grey = regionOf(shot.grey, look.capture.found, config);
+            describe(shot, look);
+        },
+        config);
     row.size = kShown;
-    const PalmIdentity palm = picturedPalm();
-    for (const float value : values) {
-        CaptureConditions hand = steadyHand(palm);
-        change(hand, value);
-        const cv::Mat luma = render(palm, hand, kPictureFrame).luma;
-        const Look look = lookAt(luma, config);
-        Shot& shot = row.shots.emplace_back();
-        shot.grey = regionOf(luma, look.capture.found, config);
-        shot.verdict = verdictOf(look);
-        shot.accepted = look.capture.isGood();
-        describe(shot, look);
-    }
     return row;
 }
 
@@ -131,8 +118,7 @@ std::string drawPalmQuality(PictureSource& source) {
                           unevennessRow(source.config, limits),
                           sharpnessRow(source.config, limits)};
     constexpr double kTop = 30;
-    SvgPicture picture(
-        kRowsWidth, kTop + 17.0 * static_cast<double>(kSettings.size()) + 3.0 * heightOf(rows[0]));
+    SvgPicture picture(kRowsWidth, kTop + heightOf(kSettings) + 3.0 * heightOf(rows[0]));
     double top = writeSettings(picture, kTop, source.config, kSettings);
     for (const FrameRow& row : rows) {
         top = drawRow(picture, top, row);

@@ -3,6 +3,11 @@
 #include <stdexcept>
 
 namespace brairu::tool {
+namespace {
+
+constexpr double kLine = 17;
+
+}  // namespace
 
 std::string filledWith(const char* colour, const std::string& more) {
     return std::string("fill='") + colour + "' " + more;
@@ -17,9 +22,12 @@ std::string settingText(const ConfigDocument& config, const std::string& section
     return name + ": " + config[section][key].dump();
 }
 
+double heightOf(const std::vector<NamedSetting>& settings) {
+    return kLine * static_cast<double>(settings.size());
+}
+
 double writeSettings(SvgPicture& picture, double top, const ConfigDocument& config,
                      const std::vector<NamedSetting>& settings) {
-    constexpr double kLine = 17;
     constexpr double kEffectLeft = 345;
     for (const NamedSetting& setting : settings) {
         picture.text({kPictureMargin, top}, settingText(config, setting.section, setting.key),

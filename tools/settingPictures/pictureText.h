@@ -27,12 +27,16 @@ std::string filledWith(const char* colour, const std::string& more = "");
 std::string settingText(const ConfigDocument& config, const std::string& section,
                         const std::string& key);
 
-// The settings that a picture is about, one a line from top on; returns where the next line goes.
+// A setting that a picture is about.
 struct NamedSetting {
     const char* section;
     const char* key;
     const char* effect;
 };
+
+double heightOf(const std::vector<NamedSetting>& settings);
+
+// One a line from top on; returns where the next line goes.
 double writeSettings(SvgPicture& picture, double top, const ConfigDocument& config,
                      const std::vector<NamedSetting>& settings);
 

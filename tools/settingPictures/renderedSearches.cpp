@@ -1,9 +1,10 @@
 #include "settingPictures/renderedSearches.h"
 
+#include "settingPictures/steadyHand.h"
+
 namespace brairu::tool {
 namespace {
 
-constexpr std::uint64_t kSeed = 900001;
 constexpr int kPeople = 25;
 constexpr int kCaptures = 18;
 
@@ -14,7 +15,7 @@ CaptureSet picturedCaptures(const ConfigDocument& config) {
     people.people = kPeople;
     people.captures = kCaptures;
     people.scenario = Scenario::hard;
-    people.seed = kSeed;
+    people.seed = kPictureSeed;
     Settings silent;
     Report report(silent);
     return collectRendered(people, config, report).set;

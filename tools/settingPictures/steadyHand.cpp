@@ -5,8 +5,6 @@
 namespace brairu::tool {
 namespace {
 
-constexpr std::uint64_t kSeed = 900001;
-
 // Of the box around the key points of a hand that is not turned, in palm coordinates.
 cv::Point2f middleOf(const HandShape& shape) {
     const auto [left, right] = std::ranges::minmax(shape.keyPoints, {}, &cv::Point2f::x);
@@ -17,11 +15,11 @@ cv::Point2f middleOf(const HandShape& shape) {
 }  // namespace
 
 PalmIdentity picturedPalm(int person) {
-    return identityOf(kSeed, person, Hand::left);
+    return identityOf(kPictureSeed, person, Hand::left);
 }
 
 CaptureConditions steadyHand(const PalmIdentity& palm) {
-    CaptureConditions hand = captureOf(kSeed, palm, 0, Scenario::enrolment);
+    CaptureConditions hand = captureOf(kPictureSeed, palm, 0, Scenario::enrolment);
     hand.place = {0.5f, 0.5f};
     hand.middle = middleOf(palm.shape);
     hand.palmWidth = 0.385f;

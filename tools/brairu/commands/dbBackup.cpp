@@ -18,7 +18,7 @@ long long copyInto(const std::string& path, const ReadOnlyDatabase& database) {
                           "Run \"brairu db check\". No backup was made.");
     }
     const auto palms = static_cast<long long>(enrolledRows(copy).size());
-    file.write(copy.fileContent());
+    copy.visitFileContent([&](std::string_view content) { file.write(content); });
     file.keep();
     return palms;
 }

@@ -1,8 +1,11 @@
 #include "commands/detect.h"
 
+#include <sys/stat.h>
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
+#include <set>
+#include <utility>
 
 #include "drawing/handPicture.h"
 #include "engine/engine.h"
@@ -73,13 +76,55 @@ std::string pictureName(const std::string& name, std::size_t number, bool only) 
     return numbered.string();
 }
 
-void requireAnotherFile(const std::string& picture, const Frame& frame) {
-    std::error_code isNone;
-    if (std::filesystem::equivalent(picture, frame.name, isNone)) {
-        throw InputFault("the picture " + picture + " is the frame itself",
-                         "Name another file with --draw.");
+// Where the frames are drawn: never over one of them, by whatever name.
+class Pictures {
+public:
+    // Throws InputFault when a picture would be one of the files of the frames, as far as is known
+    // how many frames they hold.
+    Pictures(const std::string& name, const FrameSource& frames)
+        : name_(name), only_(frames.count() == 1U) {
+        if (name_.empty()) {
+            return;
+        }
+        for (const std::string& file : frames.files()) {
+            frames_.insert(identityOf(file));
+        }
+        for (std::size_t number = 1; number <= frames.count().value_or(0); ++number) {
+            (void)freeName(number);
+        }
     }
-}
+
+    void draw(const FrameLabel& label, const Frame& frame, const Capture& capture) const {
+        if (!name_.empty()) {
+            drawHand(frame.luma, capture, freeName(label.number));
+        }
+    }
+
+private:
+    using Identity = std::pair<dev_t, ino_t>;
+
+    // Of a file that is not there: one that no file has.
+    static Identity identityOf(const std::string& file) {
+        struct stat status {};
+        return ::stat(file.c_str(), &status) == 0 ? Identity(status.st_dev, status.st_ino)
+                                                  : Identity();
+    }
+
+    std::string freeName(std::size_t number) const {
+        const std::string name = pictureName(name_, number, only_);
+        const Identity there = identityOf(name);
+        if (there != Identity() && frames_.contains(there)) {
+            throw InputFault(
+                "the picture " + name + (only_ ? " is the frame itself" : " is one of the frames"),
+                "Name another file with --draw.");
+        }
+        return name;
+    }
+
+    std::string name_;
+    bool only_;
+    std::set<Identity> frames_;
+};
 
 class Detection {
 public:
@@ -142,19 +187,14 @@ private:
 
 Ending detect(const DetectOptions& options, const Settings& settings, Report& report) {
     const std::unique_ptr<FrameSource> frames = openFrames(options.frames);
+    const Pictures pictures(options.picture, *frames);
     const EngineSetup setup(settings.configPath, StoreChoice::empty);
     const auto work = [&] {
         const Engine engine(setup.configPath());
         Detection detection(setup.document(), report);
-        const bool only = frames->count() == 1U;
         return detection.conclude(
             visitFrames(*frames, report, [&](const FrameLabel& label, const Frame& frame) {
-                const Capture capture = detection.look(label, frame);
-                if (!options.picture.empty()) {
-                    const std::string name = pictureName(options.picture, label.number, only);
-                    requireAnotherFile(name, frame);
-                    drawHand(frame.luma, capture, name);
-                }
+                pictures.draw(label, frame, detection.look(label, frame));
                 return true;
             }));
     };

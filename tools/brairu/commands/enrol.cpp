@@ -2,13 +2,20 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <utility>
+
 #include "commands/optionChecks.h"
 #include "engine/engine.h"
 #include "engine/engineProcess.h"
 #include "engine/engineSetup.h"
 #include "engine/enrolledPalms.h"
+#include "frames/camera.h"
+#include "frames/frameFile.h"
 #include "frames/frameOptions.h"
 #include "frames/numberedFrames.h"
+#include "frames/patience.h"
+#include "frames/stopSignals.h"
 #include "match/registration.h"
 #include "matching/candidates.h"
 
@@ -20,10 +27,15 @@ struct EnrolOptions {
     std::int64_t user = 0;
     std::int32_t palm = 0;
     bool allowDuplicate = false;
+    double idleSeconds = 60.0;
+    bool atCamera = false;
 };
 
 // Of a configuration that does not name one.
 constexpr int kDefaultDetectionLevel = 3;
+
+constexpr char kMoveHand[] =
+    "Move the hand a little between captures: closer, further, or turned slightly.";
 
 std::string textOf(const PvaUserKey& key) {
     return "user " + std::to_string(key.userid) + ", palm " + std::to_string(key.palmindex);
@@ -43,6 +55,7 @@ public:
         : config_(setup.document()),
           databasePath_(setup.databasePath()),
           checkDuplicate_(options.allowDuplicate ? 0 : 1),
+          atCamera_(options.atCamera),
           report_(report) {
         key_.userid = options.user;
         key_.palmindex = options.palm;
@@ -59,11 +72,12 @@ public:
             offer(label, capture.features);
         } else {
             const Explanation explanation = explain(frame.luma, capture, config_);
-            report_.say(tool::textOf(label) + ": " + refusalOf(explanation));
-            frames_.push_back(tool::jsonOf(label, explanation));
+            tell(label, refusalOf(explanation), tool::jsonOf(label, explanation));
         }
         return result_.status == PVA_REGISTER_MORE;
     }
+
+    std::size_t captures() const { return taken_.size(); }
 
     Outcome outcome() const {
         switch (result_.status) {
@@ -94,7 +108,14 @@ public:
     }
 
 private:
-    int captures() const { return static_cast<int>(taken_.size()); }
+    // What became of a frame. A camera shows the same again and again: it is told once.
+    void tell(const FrameLabel& label, const std::string& text, const Json& json) {
+        const auto result = json["result"].get<std::string>();
+        if (std::exchange(told_, result) != result || !atCamera_ || result == kTaken) {
+            report_.say(tool::textOf(label) + ": " + text);
+            frames_.push_back(json);
+        }
+    }
 
     void offer(const FrameLabel& label, const Features& features) {
         const int before = result_.count;
@@ -105,20 +126,16 @@ private:
             taken_.push_back(features);
             const std::string message = "capture " + std::to_string(taken_.size()) + " of " +
                                         std::to_string(result_.maxCount);
-            report_.say(tool::textOf(label) + ": " + message);
-            frames_.push_back(jsonOf(label, "taken", message));
+            tell(label, message, jsonOf(label, kTaken, message));
         }
     }
 
     void refuse(const FrameLabel& label, const Features& features) {
         const std::string message =
             "too much like an earlier capture of this enrolment: " + described(likeness(features));
-        const std::string advice =
-            "Move the hand a little between captures: closer, further, or turned slightly.";
-        report_.say(tool::textOf(label) + ": refused, " + message + ". " + advice);
         Json json = jsonOf(label, "too_similar", message);
-        json["advice"] = advice;
-        frames_.push_back(json);
+        json["advice"] = kMoveHand;
+        tell(label, "refused, " + message + ". " + kMoveHand, json);
     }
 
     // Of the earlier capture that is most alike.
@@ -146,12 +163,16 @@ private:
     }
 
     Outcome unfinished() const {
-        const int missing = result_.maxCount - captures();
         return {Ending::no, "too_few_captures",
                 textOf(key_) + " is not enrolled: " + std::to_string(captures()) + " of " +
                     std::to_string(result_.maxCount) + " captures were taken",
-                "Give all frames again with at least " + std::to_string(missing) +
-                    " more good ones, in which the hand has moved a little."};
+                atCamera_ ? std::string("Run the command again. ") + kMoveHand : moreFrames()};
+    }
+
+    std::string moreFrames() const {
+        const auto missing = static_cast<std::size_t>(result_.maxCount) - captures();
+        return "Give all frames again with at least " + std::to_string(missing) +
+               " more good ones, in which the hand has moved a little.";
     }
 
     Outcome duplicate() const {
@@ -172,18 +193,22 @@ private:
                 "database; \"brairu doctor\" checks the store."};
     }
 
+    static constexpr char kTaken[] = "taken";
+
     ConfigDocument config_;
     std::string databasePath_;
     int checkDuplicate_;
+    bool atCamera_;
     Report& report_;
     PvaUserKey key_{};
     PvaRegisterResult result_{};
     std::vector<Features> taken_;
+    std::string told_;
     Json frames_ = Json::array();
 };
 
 Ending enrolWithEngine(const EnrolOptions& options, const EngineSetup& setup, FrameSource& frames,
-                       Report& report) {
+                       Patience& patience, Report& report) {
     const Engine engine(setup.configPath());
     if (!isThere(setup.databasePath())) {
         throw EngineFault("the engine could not make the database " + setup.databasePath(),
@@ -193,18 +218,53 @@ Ending enrolWithEngine(const EnrolOptions& options, const EngineSetup& setup, Fr
     if (enrolment.isEnrolledAlready()) {
         return enrolment.conclude(enrolment.alreadyThere());
     }
+    patience.renew();
     visitFrames(frames, report, [&](const FrameLabel& label, const Frame& frame) {
-        return enrolment.take(label, frame);
+        const bool wantsMore = enrolment.take(label, frame);
+        patience.look(enrolment.captures());
+        return wantsMore;
     });
     return enrolment.conclude(enrolment.outcome());
 }
 
-Ending enrol(const EnrolOptions& options, const Settings& settings, Report& report) {
-    const std::unique_ptr<FrameSource> frames = openFrames(options.frames);
+// A camera is opened by the engine's process, which reads it.
+std::unique_ptr<FrameSource> openItsCamera(const EnrolOptions& options, const Patience& patience) {
+    stopOnSignals();
+    return openCamera(options.frames.paths[0], options.frames.rawSize(),
+                      [&patience] { return isStopped() || patience.isOver(); });
+}
+
+bool isAtCamera(const std::vector<std::string>& frames) {
+    const auto camera = std::ranges::find_if(frames, namesCamera);
+    if (camera == frames.end()) {
+        return false;
+    }
+    if (frames.size() > 1) {
+        throw InputFault("the camera " + *camera + " is named beside other frames",
+                         "Give the camera alone, or frames alone.");
+    }
+    return true;
+}
+
+Ending enrol(EnrolOptions options, const Settings& settings, Report& report) {
+    options.atCamera = isAtCamera(options.frames.paths);
+    const std::unique_ptr<FrameSource> frames =
+        options.atCamera ? nullptr : openFrames(options.frames);
     const EngineSetup setup(settings.configPath, StoreChoice::real);
     requireWritableStore(setup.databasePath());
-    const auto work = [&] { return enrolWithEngine(options, setup, *frames, report); };
+    const auto work = [&] {
+        Patience patience(options.idleSeconds);
+        const std::unique_ptr<FrameSource> camera =
+            options.atCamera ? openItsCamera(options, patience) : nullptr;
+        return enrolWithEngine(options, setup, camera ? *camera : *frames, patience, report);
+    };
     return runEngine(work, report, settings.verbose);
+}
+
+std::string cameraHelp() {
+    return readsCameras() ? "; or a camera alone (/dev/video0, or its number; --size asks it for a "
+                            "size)"
+                          : "; no camera: this build was made without libv4l2";
 }
 
 }  // namespace
@@ -213,8 +273,8 @@ void addEnrol(const CommandLine& line) {
     const auto options = std::make_shared<EnrolOptions>();
     CLI::App* command = line.app.add_subcommand(
         "enrol",
-        "Enrols a palm from frames in which the hand moves a little; stops at the last "
-        "capture it needs");
+        "Enrols a palm from frames in which the hand moves a little, or before a camera; stops at "
+        "the last capture it needs");
     command->add_option("--user", options->user, "Number of the user")
         ->required()
         ->check(faultOfUserNumber)
@@ -224,7 +284,13 @@ void addEnrol(const CommandLine& line) {
         ->type_name("P");
     command->add_flag("--allow-duplicate", options->allowDuplicate,
                       "Enrols also a palm that is already enrolled under another number");
-    addFrameOptions(*command, options->frames);
+    command
+        ->add_option("--idle", options->idleSeconds,
+                     "Gives up when a camera brought no further capture for so many seconds")
+        ->check(faultOfSeconds)
+        ->capture_default_str()
+        ->type_name("SECONDS");
+    addFrameOptions(*command, options->frames, cameraHelp());
     command->callback([options, &chosen = line.chosen] {
         chosen = [options](const Settings& settings, Report& report) {
             return enrol(*options, settings, report);

@@ -1,5 +1,7 @@
 #include "commands/storeChangeReport.h"
 
+#include "store/fileHolders.h"
+
 namespace brairu::tool {
 
 Ending changeStore(const ConfiguredStore& configured, const Settings& settings, Report& report,
@@ -15,9 +17,7 @@ Ending changeStore(const ConfiguredStore& configured, const Settings& settings, 
     done.json["cache"] = idOf(rebuildCache(configured, report, settings.verbose));
     report.say(done.message);
     if (unseen > 0) {
-        report.say(std::to_string(unseen) + (unseen == 1 ? " process" : " processes") +
-                   " of other users could not be looked into: if an engine is among them, start "
-                   "it anew");
+        report.say(remarkOnUnseen(unseen));
     }
     report.conclude(done.json);
     return Ending::done;

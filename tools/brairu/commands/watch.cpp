@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <csignal>
 #include <filesystem>
 
 #include "commands/optionChecks.h"
@@ -15,6 +14,7 @@
 #include "frames/frameFile.h"
 #include "frames/frameOptions.h"
 #include "frames/growingFolder.h"
+#include "frames/stopSignals.h"
 #include "frames/video.h"
 #include "matching/recognition.h"
 #include "namedFile.h"
@@ -32,20 +32,6 @@ struct WatchOptions {
 };
 
 constexpr char kNoHand[] = "no_hand";
-const cv::Size kCameraSize(640, 480);
-
-volatile std::sig_atomic_t stopped = 0;
-
-void stop(int) {
-    stopped = 1;
-}
-
-void stopOnSignals() {
-    struct sigaction stopping {};
-    stopping.sa_handler = stop;
-    ::sigaction(SIGINT, &stopping, nullptr);
-    ::sigaction(SIGTERM, &stopping, nullptr);
-}
 
 // Tells each change once: guidance while a hand is held wrong, who it is, that it is gone.
 class DoorLoop {
@@ -116,10 +102,6 @@ private:
     long long recognised_ = 0;
 };
 
-bool isStopped() {
-    return stopped != 0;
-}
-
 bool isStream(const std::string& source) {
     return source.find("://") != std::string::npos;
 }
@@ -147,7 +129,7 @@ std::unique_ptr<FrameSource> openSource(const WatchOptions& options) {
         return openFolder(options);
     }
     if (isCameraName(source)) {
-        return openCamera(source, options.frames.rawSize().value_or(kCameraSize), isStopped);
+        return openCamera(source, options.frames.rawSize(), isStopped);
     }
     if (!isStream(source)) {
         requireVideo(source);
@@ -174,7 +156,7 @@ Ending watchWithEngine(const WatchOptions& options, const EngineSetup& setup, Re
     requireEnrolledPalms(setup.userDatabasePath());
     DoorLoop loop(setup.document(), report);
     bool recognised = false;
-    for (std::size_t number = 1; stopped == 0 && !(recognised && options.once); ++number) {
+    for (std::size_t number = 1; !isStopped() && !(recognised && options.once); ++number) {
         if (!lookAtNext(*frames, loop, number, recognised)) {
             break;
         }

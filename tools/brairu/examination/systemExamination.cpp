@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 
@@ -39,6 +40,14 @@ std::string jsonVersion() {
            std::to_string(NLOHMANN_JSON_VERSION_PATCH);
 }
 
+// "0.1.0" of libbrairu.so.0.1.0.
+std::string versionIn(const std::filesystem::path& library) {
+    constexpr std::string_view kBefore = ".so.";
+    const std::string name = library.filename().string();
+    const std::size_t start = name.find(kBefore);
+    return start == std::string::npos ? "" : name.substr(start + kBefore.size());
+}
+
 Finding kernel() {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): there is one thread
     const char* const forced = std::getenv("BRAIRU_SEARCH_KERNEL");
@@ -62,10 +71,25 @@ Finding user() {
 
 }  // namespace
 
+Finding examineVersions(const std::string& file) {
+    std::error_code isNone;
+    const std::filesystem::path found = std::filesystem::weakly_canonical(file, isNone);
+    const std::filesystem::path library = isNone ? std::filesystem::path(file) : found;
+    const std::string version = versionIn(library);
+    const std::string versions = "libbrairu " + (version.empty() ? "of no version" : version) +
+                                 " in " + library.string() + ", this tool " BRAIRU_VERSION;
+    if (version == BRAIRU_VERSION) {
+        return {Level::fine, kArea, versions, ""};
+    }
+    return {Level::warning, kArea, versions,
+            "Install library and tool of one version: what the tool measures itself is what the "
+            "library of its own version measures."};
+}
+
 Findings examineSystem() {
     return {
         {Level::fine, kArea, processor(), ""},
-        {Level::fine, kArea, "library " + fileOf(&init_pva), ""},
+        examineVersions(fileOf(&init_pva)),
         {Level::fine, kArea, "NPU stack " + fileOf(&vxCreateContext), ""},
         {Level::fine, kArea,
          std::string("OpenCV ") + cv::getVersionString() + ", SQLite " + sqlite3_libversion() +

@@ -7,4 +7,7 @@ namespace brairu::tool {
 
 Findings examineSystem();
 
+// The library beside this tool. file: the library, or a link to it; it has its version in its name.
+Finding examineVersions(const std::string& file);
+
 }  // namespace brairu::tool

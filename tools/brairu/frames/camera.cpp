@@ -206,9 +206,10 @@ private:
 
 }  // namespace
 
-std::unique_ptr<FrameSource> openCamera(const std::string& name, cv::Size wanted,
+std::unique_ptr<FrameSource> openCamera(const std::string& name, std::optional<cv::Size> wanted,
                                         std::function<bool()> isStopped) {
-    return std::make_unique<Camera>(name, wanted, std::move(isStopped));
+    const cv::Size usual(640, 480);
+    return std::make_unique<Camera>(name, wanted.value_or(usual), std::move(isStopped));
 }
 
 bool readsCameras() {

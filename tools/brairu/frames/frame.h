@@ -4,6 +4,7 @@
 #include <opencv2/core.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace brairu::tool {
 
@@ -22,6 +23,9 @@ public:
 
     // How many there are in all, if that is known.
     virtual std::optional<std::size_t> count() const { return std::nullopt; }
+
+    // The files that they are read from, as far as they are known.
+    virtual std::vector<std::string> files() const { return {}; }
 };
 
 }  // namespace brairu::tool

@@ -38,7 +38,9 @@ void requireFile(const std::filesystem::path& path) {
         throw InputFault(path.string() + " is a folder", "Give one picture, or one raw plane.");
     }
     if (std::filesystem::is_character_file(path)) {
-        throw InputFault(path.string() + " is a device, which only \"brairu watch\" takes",
+        throw InputFault(path.string() +
+                             " is a device, which only \"brairu watch\" and \"brairu "
+                             "enrol\" take, as a camera",
                          "Give pictures, or raw planes of grey with --size.");
     }
 }
@@ -105,6 +107,13 @@ bool isCameraName(const std::string& name) {
     const bool isNumber =
         !name.empty() && name.size() <= kMostDigits && std::ranges::all_of(name, isDigit);
     return isNumber || name.starts_with("/dev/");
+}
+
+bool namesCamera(const std::string& name) {
+    std::error_code fault;
+    const std::filesystem::file_status file = std::filesystem::status(name, fault);
+    return isCameraName(name) &&
+           (!std::filesystem::exists(file) || std::filesystem::is_character_file(file));
 }
 
 Frame readFrame(const std::filesystem::path& path, std::optional<cv::Size> rawSize) {

@@ -57,6 +57,8 @@ public:
                                                         : std::optional(paths_.size());
     }
 
+    std::vector<std::string> files() const override { return {paths_.begin(), paths_.end()}; }
+
 private:
     std::unique_ptr<FrameSource> open(const Path& path) const {
         if (isVideoName(path)) {
@@ -121,8 +123,10 @@ void addSizeOption(CLI::App& command, FrameOptions& options) {
         ->type_name("WxH");
 }
 
-void addFrameOptions(CLI::App& command, FrameOptions& options) {
-    command.add_option("frames", options.paths, frameHelp())->required()->type_name("FRAME");
+void addFrameOptions(CLI::App& command, FrameOptions& options, const std::string& others) {
+    command.add_option("frames", options.paths, frameHelp() + others)
+        ->required()
+        ->type_name("FRAME");
     addSizeOption(command, options);
 }
 

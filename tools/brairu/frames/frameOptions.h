@@ -21,8 +21,8 @@ struct FrameOptions {
     std::optional<cv::Size> rawSize() const;
 };
 
-// Adds --size and the positional FRAME... of a command.
-void addFrameOptions(CLI::App& command, FrameOptions& options);
+// Adds --size and the positional FRAME... of a command. others: what else it may be, as help.
+void addFrameOptions(CLI::App& command, FrameOptions& options, const std::string& others = {});
 void addSizeOption(CLI::App& command, FrameOptions& options);
 
 // The frames of files, of folders in the order of their names, and of videos, as they stand on the

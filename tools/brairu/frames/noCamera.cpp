@@ -3,11 +3,10 @@
 
 namespace brairu::tool {
 
-std::unique_ptr<FrameSource> openCamera(const std::string& name, cv::Size /*wanted*/,
+std::unique_ptr<FrameSource> openCamera(const std::string& name, std::optional<cv::Size> /*wanted*/,
                                         std::function<bool()> /*isStopped*/) {
     throw SourceFault(name + " cannot be read: this build reads no cameras",
-                      "Install libv4l-dev and build the tool again, or give a folder that another "
-                      "program fills with pictures.");
+                      "Install libv4l-dev and build the tool again, or give a folder of pictures.");
 }
 
 bool readsCameras() {

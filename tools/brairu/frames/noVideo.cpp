@@ -5,8 +5,8 @@ namespace brairu::tool {
 
 std::unique_ptr<FrameSource> openVideo(const std::string& name) {
     throw InputFault(name + " cannot be read: this build reads no videos",
-                     "Give a camera or a folder of pictures; or install libopencv-videoio-dev and "
-                     "build the tool again.");
+                     "Give its frames as a folder of pictures; or install libopencv-videoio-dev "
+                     "and build the tool again.");
 }
 
 bool readsVideos() {

@@ -18,7 +18,7 @@ public:
     const SqliteConnection& connection() const { return connection_; }
     const StoreFiles& files() const { return files_; }
 
-    // Processes of other users: whether they have the store open could not be told.
+    // Processes of which it could not be told whether they have the store open.
     int unseenProcesses() const { return unseen_; }
 
     // One number out of the database. Throws EngineFault.

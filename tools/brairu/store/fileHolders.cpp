@@ -122,6 +122,11 @@ bool isProcess(const Path& path) {
                                [](unsigned char c) { return std::isdigit(c); });
 }
 
+[[noreturn]] void cannotTell(const Path& table, const std::string& why, const char* advice) {
+    throw EngineFault("whether an engine is running cannot be told: " + table.string() + " " + why,
+                      advice);
+}
+
 std::vector<Path> everyProcess(const Path& table) {
     std::vector<Path> processes;
     std::error_code fault;
@@ -132,16 +137,9 @@ std::vector<Path> everyProcess(const Path& table) {
         }
     }
     if (fault) {
-        throw EngineFault("whether an engine is running cannot be told: " + table.string() + ": " +
-                              fault.message(),
-                          kMountTable);
+        cannotTell(table, "cannot be read: " + fault.message(), kMountTable);
     }
     return processes;
-}
-
-[[noreturn]] void cannotTell(const Path& table, const std::string& why, const char* advice) {
-    throw EngineFault("whether an engine is running cannot be told: " + table.string() + " " + why,
-                      advice);
 }
 
 bool isAmong(const std::vector<Path>& processes, const Path& process) {
@@ -176,6 +174,11 @@ FileHolders holdersOf(const std::vector<std::string>& paths, const Path& process
         }
     }
     return holders;
+}
+
+std::string remarkOnUnseen(int processes) {
+    return std::to_string(processes) + (processes == 1 ? " process" : " processes") +
+           " could not be looked into: if an engine is among them, start it anew";
 }
 
 }  // namespace brairu::tool

@@ -19,4 +19,7 @@ struct FileHolders {
 FileHolders holdersOf(const std::vector<std::string>& paths,
                       const std::filesystem::path& processes = "/proc");
 
+// What to tell of processes that could not be looked into.
+std::string remarkOnUnseen(int processes);
+
 }  // namespace brairu::tool

@@ -23,7 +23,9 @@ public:
     PrivateFile(const PrivateFile&) = delete;
     PrivateFile& operator=(const PrivateFile&) = delete;
 
-    // Where the file is until it is kept; that of a named one leads others to it.
+    // Where the file is until it is kept. Of one made with Before::named any process may open it.
+    // Of a nameless one this process alone may, and what needs files of its own beside it, as
+    // SQLite does, may not.
     const std::string& workingPath() const { return workingPath_; }
     // The files under working names of this one: of runs that were cut, or are not done.
     static std::vector<std::string> workingFilesOf(const std::string& path);

@@ -158,7 +158,8 @@ ReadOnlyDatabase ReadOnlyDatabase::copyInMemory() const {
     return copy;
 }
 
-std::string ReadOnlyDatabase::fileContent() const {
+void ReadOnlyDatabase::visitFileContent(
+    const std::function<void(std::string_view)>& visitBytes) const {
     struct Free {
         void operator()(unsigned char* bytes) const { sqlite3_free(bytes); }
     };
@@ -169,7 +170,7 @@ std::string ReadOnlyDatabase::fileContent() const {
         throw EngineFault("there is no memory for a copy of the database " + path_,
                           "Close other programs.");
     }
-    return {reinterpret_cast<const char*>(bytes.get()), static_cast<std::size_t>(size)};
+    visitBytes({reinterpret_cast<const char*>(bytes.get()), static_cast<std::size_t>(size)});
 }
 
 void ReadOnlyDatabase::copyInto(sqlite3* target, const std::function<void()>& betweenSteps) const {

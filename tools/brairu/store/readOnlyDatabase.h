@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -57,8 +58,9 @@ public:
     // The same copy, which is nowhere on the disk.
     ReadOnlyDatabase copyInMemory() const;
 
-    // What a file of this database holds, byte by byte. Throws EngineFault without memory for it.
-    std::string fileContent() const;
+    // What a file of this database holds, byte by byte; valid during the visit only. Throws
+    // EngineFault without memory for it.
+    void visitFileContent(const std::function<void(std::string_view)>& visit) const;
 
 private:
     struct Close {
