@@ -97,10 +97,9 @@ add_documents() {
     gzip -9n < "$work/debian/changelog" > "$documents/changelog.gz"
     if [ "$1" = libbrairu-dev ]; then
         cp -r examples "$documents/"
-        if [ -f docs/boards.md ]; then cp docs/boards.md "$documents/"; fi
     fi
     if [ "$1" = brairu ]; then
-        cp -r docs/*.md docs/bench docs/pictures "$documents/"
+        cmake/packaging/copyDocuments.sh "$documents"
     fi
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs this machine's packages in a clean Debian 12 and does there what they are for: looks at
-# the set-up, enrols, recognises, refuses, builds a program against the library, and moves the store
-# to a second clean root. As root; takes minutes.
+# the set-up, enrols, recognises, refuses, builds a program against the library, moves the store to a
+# second clean root, and follows the guides that the packages bring. As root; takes minutes.
 #
 # For armhf or arm64, which has no such root here: asks apt whether Debian has all that they depend
 # on, and runs the conformance check of the unpacked packages under an emulator.
@@ -14,6 +14,7 @@ built=$PWD/build/package/$architecture
 trial=$PWD/build/package/trial
 here=$trial/here
 there=$trial/there
+documents=usr/share/doc/brairu
 
 fail() {
     echo "package test: $*" >&2
@@ -37,6 +38,12 @@ expect() {
         grep -qE -- "$pattern" "$trial/output" || fail "no line like \"$pattern\": $*"
     fi
     echo "ok  ${*:2}: $(grep -m 1 -E -- "$pattern" "$trial/output")"
+}
+
+# A line of what the last command printed fits.
+printed() {
+    grep -qE -- "$1" "$trial/output" || fail "no line like \"$1\""
+    echo "    $(grep -m 1 -E -- "$1" "$trial/output")"
 }
 
 make_root() {
@@ -73,11 +80,17 @@ uses_the_tool() {
     expect 0 "^25 of 25 operations" "$here" brairu-conformance
     expect 0 "^700 root$" "$here" stat -c "%a %U" /var/lib/brairu
     expect 0 "" "$here" sh -c 'cd /usr/share && test -s man/man1/brairu.1.gz &&
-        test -s man/man1/brairu-conformance.1.gz && test -s doc/brairu/quickStart.md'
+        test -s man/man1/brairu-conformance.1.gz && test -s doc/brairu/docs/quickStart.md'
     expect 0 "^user 7, palm 0 is enrolled" "$here" brairu enrol --user 7 --palm 0 /frames/enrolment
     expect 0 "user 7, palm 0, similarity" "$here" brairu identify /frames/known.png
     expect 1 "not recognised: no enrolled palm" "$here" brairu identify /frames/stranger.png
     expect 1 "refused, no hand was found" "$here" brairu detect /frames/dark.pgm
+    expect 0 "" "$here" brairu palms render /frames/hard --people 2 --captures 6 --seed 5 \
+        --scenario hard --size 320x240
+    expect 1 "sharpness of the palm [0-9.]+, needs at least 12 +<- not met" "$here" \
+        brairu detect /frames/hard/1L_4.png
+    expect 1 "top margin [0-9]+ % .*, needs more than 10 % +<- not met" "$here" \
+        brairu detect /frames/hard/1R_1.png
     expect 2 "^brairu: /dev/video99 is not there" "$here" brairu watch 99
     expect 0 "^in order: 0 faults, 0 warnings" "$here" brairu doctor
 }
@@ -103,21 +116,67 @@ serves_a_host() {
         cp dark.pgm pictures/ && ./door /etc/brairu/brairu.json watch pictures'
 }
 
-# The commands of the quick start. Where a clone has others, those for packages stand in blocks
-# without a language.
-write_quick_start() {
-    awk '/^#/ && !inside { clone = /clone/ }
-        /^```/ { inside = !inside; wanted = /^```$/ || /^```sh$/ && !clone; next }
-        inside && wanted' docs/quickStart.md
+explains_itself() {
+    python3 -B tests/docs/commands/links.py "$here/$documents" > "$trial/output" 2>&1 ||
+        fail "links of the documents"
+    echo "ok  $(cat "$trial/output")"
+}
+
+# commands_of GUIDE [SECTIONS [BUT_THESE]]: its commands, or those under headings that fit. Where a
+# clone has others, those for packages stand in blocks without a language.
+commands_of() {
+    awk -v sections="${2:-.}" -v others="${3:-^$}" '
+        /^#/ && !inside { clone = /clone/; wanted = $0 ~ sections && $0 !~ others }
+        /^```/ { inside = !inside; taken = wanted && (/^```$/ || /^```sh$/ && !clone); next }
+        inside && taken' "$here/$documents/docs/$1"
+}
+
+# follow ROOT PATTERN FOLDER: runs the commands on standard input there. As the true one, this sudo
+# keeps no variables.
+follow() {
+    {
+        # shellcheck disable=SC2016 # the inner shell's words
+        echo 'set -eu; sudo() { env -u BRAIRU_CONFIG "$@"; }'
+        echo 'export DEBIAN_FRONTEND=noninteractive HOME=/root'
+        echo "mkdir -p $3; cd $3"
+        cat
+    } > "$1/commands.sh"
+    [ "$(wc -l < "$1/commands.sh")" -gt 3 ] || fail "the guide has no such commands"
+    expect 0 "$2" "$1" sh /commands.sh
 }
 
 follows_the_quick_start() {
-    {
-        echo "set -eu; sudo() { \"\$@\"; }; export DEBIAN_FRONTEND=noninteractive HOME=/root"
-        echo "cd /packages"
-        write_quick_start
-    } > "$here/quickStart.sh"
-    expect 0 "^door: open for user 9, palm 0" "$here" sh /quickStart.sh
+    commands_of quickStart.md |
+        follow "$here" "^door: open for user 9, palm 0" /packages
+    printed "identification +auth_threshold = filter_threshold = 0\.[0-9]+"
+    printed "block 0 similarity .*, needs more than 0\.75$"
+    printed "^frame 1 \(frames/0L_23\.png\): user 7, palm 0, similarity"
+}
+
+looks_after_a_store() {
+    commands_of upgradeAndBackup.md . "From a clone|A new version" |
+        follow "$here" "^2 palms added, 0 replaced" /root
+    printed "^in order: 0 faults"
+    printed "^user 7, palm 1: row 1; 2 templates"
+    mkdir -p "$there/root/upkeep"
+    cp "$here/root/upkeep/palms.export" "$there/root/upkeep/"
+    commands_of upgradeAndBackup.md "From the packages|Palms to work on|On the other board" |
+        follow "$there" "^2 palms added, 0 replaced" /root
+    printed "user 7, palm 0, similarity"
+}
+
+upgrades() {
+    commands_of upgradeAndBackup.md "A new version" |
+        follow "$here" "^the same networks$" /packages
+    printed "^1 palm in /root/before-upgrade.backup"
+    printed "^in order: 0 faults, 0 warnings"
+}
+
+makes_a_service() {
+    commands_of deployment.md "A user of its own" |
+        follow "$here" "^in order: 0 faults, 0 warnings" /root
+    expect 0 "^700 door$" "$here" stat -c "%a %U" /var/lib/door
+    expect 0 "^600 door$" "$here" stat -c "%a %U" /var/lib/door/brairu.json
 }
 
 # A store that may be wanted is left by a removal, not by a purge.
@@ -175,7 +234,11 @@ try_here() {
     moves_the_store
     install_packages "/packages/$(cd "$built" && ls libbrairu-dev_*.deb)" gcc libc6-dev pkg-config
     serves_a_host
+    explains_itself
     follows_the_quick_start
+    looks_after_a_store
+    upgrades
+    makes_a_service
     goes_when_told
 }
 

@@ -16,13 +16,18 @@ import sys
 
 import inline
 import shownOutput
+import shownPictures
 import snippets
 from clone import Clone
 from exceptions import EXCEPTIONS, Fault, changes_system, exception_for, packages
+from links import lost_links
 from markdown import SHELL, Document, commands
 from repository import Repository
 
 PROSE = ("", "text", "indented")
+PROGRAM = r"(make|brairu(-[\w-]+)?|[\w./-]+/[\w.-]+\.(sh|py))$"
+AS_ANOTHER = r"^(sudo|runuser -u \w+ --) "
+CRON = r"^([\d*/,-]+ ){5}\w+ "
 MARK = "-- documents, line "
 UNLESS_DONE = "_ended=$?; [ $_ended -eq 0 ] || exit $_ended"
 PATIENCE = 110  # seconds
@@ -46,6 +51,15 @@ def steps_of(document):
             for number, line in enumerate(block.text.split("\n")):
                 if line.startswith("$ "):
                     yield line[2:].strip(), block.line + number
+
+
+def calls_in(line):
+    """The words of each call of a program of ours in a line of a synopsis or of a crontab."""
+    line = re.sub(CRON, "", line)
+    for part in re.split(r"&&|\|\|?|;", line):
+        words = [word.strip("[]") for word in re.sub(AS_ANOTHER, "", part.strip()).split()]
+        if words and re.match(PROGRAM, words[0]):
+            yield words
 
 
 class Check:
@@ -74,11 +88,9 @@ class Check:
 
     def read_synopses(self, block):
         for number, line in enumerate(block.text.split("\n")):
-            words = line.split()
             self.read_installation(line, block.line + number)
-            if words and re.match(r"(brairu(-[\w-]+)?|[\w./-]+/[\w.-]+\.(sh|py))$", words[0]):
-                plain = [word.strip("[]") for word in words]
-                fault = inline.fault_of_words(plain, self.document.path, self.repository)
+            for words in calls_in(line):
+                fault = inline.fault_of_words(words, self.document.path, self.repository)
                 if fault:
                     self.say(block.line + number, fault)
 
@@ -90,15 +102,8 @@ class Check:
                 self.say(number, f"{line}: {fault}")
 
     def follow_links(self):
-        for target, line in self.document.links():
-            path, _, anchor = target.partition("#")
-            if re.match(r"\w+:", target):
-                continue
-            place = self.document.path.parent / path if path else self.document.path
-            if not place.exists():
-                self.say(line, f"{target} leads nowhere")
-            elif anchor and anchor not in Document(place).anchors():
-                self.say(line, f"{target}: there is no such heading")
+        for line, fault in lost_links(self.document, self.repository.source):
+            self.say(line, fault)
 
     # ---- What is run ----
 
@@ -162,6 +167,7 @@ class Check:
             self.say(line, f"ended with {shell.returncode}:\n{tail}")
         else:
             self.compare_output(printed)
+            self.compare_pictures(clone, script)
 
     def compare_output(self, printed):
         for block, shown in shownOutput.shown_after(self.document):
@@ -170,6 +176,10 @@ class Check:
                                                                       for line in lines))
             if lines and missing is not None:
                 self.say(shown.line, f"is not what the commands before it print: {missing}")
+
+    def compare_pictures(self, clone, script):
+        for line, fault in shownPictures.drawn_otherwise(self.document, script, clone.root):
+            self.say(line, fault)
 
 
 def printed_by_line(output):

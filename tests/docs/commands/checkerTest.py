@@ -4,13 +4,19 @@
     checkerTest.py SOURCE_FOLDER BUILD_FOLDER C_COMPILER
 """
 import pathlib
+import shutil
+import struct
+import subprocess
 import sys
 import tempfile
 import unittest
+import zlib
 
 import exceptions
 import inline
+import links
 import shownOutput
+import shownPictures
 import snippets
 from checkDocument import Check, unused_exceptions
 from clone import Clone
@@ -63,6 +69,7 @@ class Prose(unittest.TestCase):
     def test_what_there_is_passes(self):
         for text in ("make build", "make eval PEOPLE=1", "brairu db compact", "db compact",
                      "brairu eval a/ --far 0.1", "brairu doctor --json", "BRAIRU_CONFIG",
+                     "brairu --config c.json watch 0 --once", "brairu --version",
                      "FUZZ_SECONDS=30 make fuzz", "cmake --preset board", "ctest --preset release",
                      "build/release/brairu doctor", "brairu-palms F --people 3",
                      "training/evaluate.sh", "evaluate.py", "--far", "userid"):
@@ -71,11 +78,51 @@ class Prose(unittest.TestCase):
     def test_what_there_is_not_is_found(self):
         for text in ("make nonsense", "make eval PEOPEL=1", "brairu db nonsense",
                      "brairu nonsense", "brairu eval a/ --nonsense", "db compact --nonsense",
+                     "brairu --config c.json watch 0 --nonsense", "brairu nonsense doctor",
+                     "brairu --nonsense c.json watch 0",
                      "BRAIRU_NONSENSE", "NONSENSE_SECONDS=30 make", "cmake --preset nonsense",
                      "ctest --preset nonsense", "build/release/nonsense", "brairu-nonsense",
                      "brairu-palms F --nonsense 3", "training/nonsense.sh", "nonsense.py",
                      "--nonsense"):
             self.assertIsNotNone(self.fault_of(text), text)
+
+
+class Synopses(unittest.TestCase):
+    def faults_of(self, line):
+        check = Check("README.md", REPOSITORY)
+        check.read_synopses(Block("", line, 1))
+        return check.faults
+
+    def test_are_checked_whoever_runs_them(self):
+        for line in ("brairu doctor {}", "sudo brairu db backup F {}", "make {}",
+                     "runuser -u door -- brairu watch {}", "brairu db list | brairu doctor {}",
+                     "30 3 * * * root brairu db backup F {} && find F -delete",
+                     "*/5 * * * 1-5 door cd / && brairu doctor {}"):
+            self.assertEqual(len(self.faults_of(line.format("--nonsense"))), 1, line)
+            self.assertEqual(self.faults_of(line.format("build" if "make" in line else "")), [],
+                             line)
+
+
+class Links(unittest.TestCase):
+    def test_of_what_the_packages_ship_lead_to_what_they_ship(self):
+        with tempfile.TemporaryDirectory() as folder:
+            shipped = pathlib.Path(folder)
+            subprocess.run([SOURCE / "cmake/packaging/copyDocuments.sh", shipped], check=True)
+            self.assertGreater(len(list(shipped.rglob("*.md"))), 10)
+            self.assertEqual(list(links.lost_links_below(shipped)), [])
+            shutil.rmtree(shipped / "training")
+            self.assertNotEqual(list(links.lost_links_below(shipped)), [])
+
+    def test_that_leave_the_folder_or_miss_the_heading_are_lost(self):
+        with tempfile.TemporaryDirectory() as folder:
+            page = pathlib.Path(folder) / "docs/page.md"
+            page.parent.mkdir()
+            (page.parent.parent / "other.md").write_text("# There\n")
+            page.write_text("[a](../other.md#there)\n[b](../other.md#nowhere)\n[c](none.md)\n")
+            self.assertEqual([line for line, _ in links.lost_links(Document(page),
+                                                                   page.parent.parent)], [2, 3])
+            self.assertEqual([line for line, _ in links.lost_links(Document(page), page.parent)],
+                             [1, 2, 3])
 
 
 class Exceptions(unittest.TestCase):
@@ -146,6 +193,44 @@ class Snippets(unittest.TestCase):
         self.assertEqual(len(faults), 1)
         self.assertTrue(faults[0].startswith("README.md:3: ended with 1"), faults)
         self.assertFalse((self.clone.root / "reached").exists())
+
+
+class ShownPictures(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.root = pathlib.Path(scratch.name)
+        (self.root / "docs").mkdir()
+        (self.root / "docs/page.md").write_text("a\n![b](seen.png)\n")
+
+    def png(self, pixel, kind=0, level=9):
+        """Two by two, of three channels and all the same; the rows filtered so."""
+        rows = (bytes([0] + 2 * pixel) * 2, bytes([1] + pixel + [0] * 3) * 2,
+                bytes([1] + pixel + [0] * 3 + [2] + [0] * 6),
+                bytes([1] + pixel + [0] * 3 + [4] + [0] * 6),
+                bytes([1] + pixel + [0] * 3 + [3] + [(each + 1) // 2 for each in pixel] + [0] * 3),
+                )[kind]
+        parts = ((b"IHDR", struct.pack(">IIBBBBB", 2, 2, 8, 2, 0, 0, 0)),
+                 (b"IDAT", zlib.compress(rows, level)), (b"IEND", b""))
+        return shownPictures.SIGNATURE + b"".join(
+            struct.pack(">I", len(data)) + kind + data + b"CRC." for kind, data in parts)
+
+    def faults(self, shown, drawn):
+        (self.root / "docs/seen.png").write_bytes(shown)
+        if drawn:
+            (self.root / "seen.png").write_bytes(drawn)
+        return list(shownPictures.drawn_otherwise(Document(self.root / "docs/page.md"),
+                                                  "brairu detect a --draw seen.png", self.root))
+
+    def test_are_compared_by_pixels(self):
+        plain = self.png([10, 20, 31])
+        for kind in range(5):
+            self.assertEqual(self.faults(self.png([10, 20, 31], kind, level=kind), plain), [], kind)
+        self.assertEqual(self.faults(self.png([10, 20, 30]), plain),
+                         [(2, "seen.png is not what the commands draw")])
+
+    def test_have_to_be_drawn(self):
+        self.assertEqual(self.faults(self.png([1, 2, 3]), None), [(2, "seen.png is not drawn")])
 
 
 class ShownOutput(unittest.TestCase):

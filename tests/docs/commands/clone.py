@@ -15,7 +15,7 @@ class Clone:
     def __init__(self, source, build, compiler):
         self.source = source
         self.build = build
-        self.compiler = compiler
+        self.compiler = shutil.which(compiler) or compiler
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="brairu-documents-"))
         self.root = self.home / "brairu"
         shutil.copytree(source, self.root, symlinks=True,

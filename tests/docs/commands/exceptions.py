@@ -53,10 +53,10 @@ def made_packages(context):
         raise Fault("makePackages.sh leaves packages elsewhere")
     version = re.search(r"project\(brairu VERSION (\d+)", (context.repository.source /
                                                             "CMakeLists.txt").read_text())[1]
-    names = re.findall(r"^ *(?:\"\$(library|platform)\"|([\w-]+)\)) ?\)? ?echo", script, re.M)
-    soversioned = {"library": "libbrairu" + version, "platform": "libbrairu-platform" + version}
-    return {soversioned.get(variable, plain) for variable, plain in names} | set(
-        soversioned.values()) | {"libbrairu-dev", "brairu"} & set(re.findall(r"[\w-]+", script))
+    names = re.search(r'^packages="(.*)"$', script, re.M)[1]
+    for variable, stem in re.findall(r"^(\w+)=(\S+)\$soversion$", script, re.M):
+        names = names.replace("$" + variable, stem + version)
+    return set(names.split())
 
 
 def instead(replacement):

@@ -80,17 +80,20 @@ class Repository:
     def fault_of_call(self, words):
         """What is wrong with a call of brairu, by its words after the program's name."""
         command = []
-        rest = list(words)
+        first = next((place for place, word in enumerate(words) if word in self.commands_of()), 0)
+        before, rest = words[:first], list(words[first:])
         while rest and rest[0] in self.commands_of(*command):
             command.append(rest.pop(0))
         if not command and rest and not rest[0].startswith("-"):
             return f"brairu has no sub-command {rest[0]}"
+        if before and not before[0].startswith("-"):
+            return f"brairu has no sub-command {before[0]}"
         if command and self.commands_of(*command) and rest and re.match(r"[a-z]+$", rest[0]):
             return f"brairu {' '.join(command)} has no sub-command {rest[0]}"
-        for word in rest:
+        for word, owner in [(word, []) for word in before] + [(word, command) for word in rest]:
             option = re.match(r"--[\w-]+", word)
-            if option and not self.knows_option(option[0], command):
-                return f"brairu {' '.join(command)} has no option {option[0]}"
+            if option and not self.knows_option(option[0], owner):
+                return f"brairu {' '.join(owner)} has no option {option[0]}"
         return None
 
     # Those of the tool as a whole go with every sub-command.
