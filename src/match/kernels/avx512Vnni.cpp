@@ -66,7 +66,7 @@ private:
         return addedBy32(sums.ps, _mm512_sub_epi32(sums.ss, excess));
     }
 
-    __m512i lines_[kLines];
+    __m512i lines_[kLines]{};
     __m128i excess_;
 };
 
