@@ -11,8 +11,8 @@
 #include "store/storeLog.h"
 #include "store/templateBlob.h"
 #include "utils/absolutePath.h"
+#include "utils/fileIdentity.h"
 #include "utils/pipe.h"
-#include "utils/sameFile.h"
 
 namespace brairu {
 namespace {

@@ -1,11 +1,9 @@
 #include "commands/detect.h"
 
-#include <sys/stat.h>
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <set>
-#include <utility>
 
 #include "drawing/handPicture.h"
 #include "engine/engine.h"
@@ -13,6 +11,7 @@
 #include "engine/engineSetup.h"
 #include "frames/frameOptions.h"
 #include "frames/numberedFrames.h"
+#include "utils/fileIdentity.h"
 
 namespace brairu::tool {
 namespace {
@@ -87,7 +86,9 @@ public:
             return;
         }
         for (const std::string& file : frames.files()) {
-            frames_.insert(identityOf(file));
+            if (const auto frame = fileIdentity(file)) {
+                frames_.insert(*frame);
+            }
         }
         for (std::size_t number = 1; number <= frames.count().value_or(0); ++number) {
             (void)freeName(number);
@@ -101,19 +102,10 @@ public:
     }
 
 private:
-    using Identity = std::pair<dev_t, ino_t>;
-
-    // Of a file that is not there: one that no file has.
-    static Identity identityOf(const std::string& file) {
-        struct stat status {};
-        return ::stat(file.c_str(), &status) == 0 ? Identity(status.st_dev, status.st_ino)
-                                                  : Identity();
-    }
-
     std::string freeName(std::size_t number) const {
         const std::string name = pictureName(name_, number, only_);
-        const Identity there = identityOf(name);
-        if (there != Identity() && frames_.contains(there)) {
+        const auto there = fileIdentity(name);
+        if (there && frames_.contains(*there)) {
             throw InputFault(
                 "the picture " + name + (only_ ? " is the frame itself" : " is one of the frames"),
                 "Name another file with --draw.");
@@ -123,7 +115,7 @@ private:
 
     std::string name_;
     bool only_;
-    std::set<Identity> frames_;
+    std::set<FileIdentity> frames_;
 };
 
 class Detection {

@@ -261,12 +261,6 @@ Ending enrol(EnrolOptions options, const Settings& settings, Report& report) {
     return runEngine(work, report, settings.verbose);
 }
 
-std::string cameraHelp() {
-    return readsCameras() ? "; or a camera alone (/dev/video0, or its number; --size asks it for a "
-                            "size)"
-                          : "; no camera: this build was made without libv4l2";
-}
-
 }  // namespace
 
 void addEnrol(const CommandLine& line) {
@@ -290,7 +284,7 @@ void addEnrol(const CommandLine& line) {
         ->check(faultOfSeconds)
         ->capture_default_str()
         ->type_name("SECONDS");
-    addFrameOptions(*command, options->frames, cameraHelp());
+    addFrameOptions(*command, options->frames, cameraHelp("; or a camera alone"));
     command->callback([options, &chosen = line.chosen] {
         chosen = [options](const Settings& settings, Report& report) {
             return enrol(*options, settings, report);

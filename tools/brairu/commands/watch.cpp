@@ -174,12 +174,9 @@ Ending watch(const WatchOptions& options, const Settings& settings, Report& repo
 
 std::string sourceHelp() {
     const std::string folder = "A folder that fills up with pictures or raw planes";
-    const std::string camera =
-        readsCameras() ? ", or a camera (/dev/video0, or its number; --size asks it for a size)"
-                       : "; no camera: this build was made without libv4l2";
     const std::string video =
         readsVideos() ? ", or a video" : "; no video: this build was made without OpenCV's videoio";
-    return folder + camera + video;
+    return folder + cameraHelp(", or a camera") + video;
 }
 
 }  // namespace

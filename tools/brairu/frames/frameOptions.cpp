@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "fault.h"
+#include "frames/camera.h"
 #include "frames/frameFile.h"
 #include "frames/video.h"
 #include "namedFile.h"
@@ -121,6 +122,11 @@ std::optional<cv::Size> FrameOptions::rawSize() const {
 void addSizeOption(CLI::App& command, FrameOptions& options) {
     command.add_option("--size", options.size, "Size of raw planes, like 640x480")
         ->type_name("WxH");
+}
+
+std::string cameraHelp(const std::string& offer) {
+    return readsCameras() ? offer + " (/dev/video0, or its number; --size asks it for a size)"
+                          : "; no camera: this build was made without libv4l2";
 }
 
 void addFrameOptions(CLI::App& command, FrameOptions& options, const std::string& others) {

@@ -25,6 +25,9 @@ struct FrameOptions {
 void addFrameOptions(CLI::App& command, FrameOptions& options, const std::string& others = {});
 void addSizeOption(CLI::App& command, FrameOptions& options);
 
+// Help on a camera as a source of frames: the offer and how to name one, or why there is none.
+std::string cameraHelp(const std::string& offer);
+
 // The frames of files, of folders in the order of their names, and of videos, as they stand on the
 // command line. Throws InputFault for what is not there, before the first frame.
 std::unique_ptr<FrameSource> openFrames(const FrameOptions& options);

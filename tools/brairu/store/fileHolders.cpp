@@ -1,6 +1,5 @@
 #include "store/fileHolders.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <system_error>
 
 #include "fault.h"
+#include "utils/fileIdentity.h"
 
 namespace brairu::tool {
 namespace {
@@ -22,8 +22,7 @@ constexpr char kBecomeRoot[] =
     "Run the command as root, from whom the mount option hidepid hides nothing.";
 
 struct WantedFile {
-    dev_t device;
-    ino_t inode;
+    FileIdentity identity;
     std::string path;  // without links
 };
 using WantedFiles = std::vector<WantedFile>;
@@ -31,11 +30,9 @@ using WantedFiles = std::vector<WantedFile>;
 WantedFiles wantedFiles(const std::vector<std::string>& paths) {
     WantedFiles files;
     for (const std::string& path : paths) {
-        struct stat status {};
         std::error_code ignored;
-        if (::stat(path.c_str(), &status) == 0) {
-            files.push_back(
-                {status.st_dev, status.st_ino, std::filesystem::canonical(path, ignored).string()});
+        if (const auto identity = fileIdentity(path)) {
+            files.push_back({*identity, std::filesystem::canonical(path, ignored).string()});
         }
     }
     return files;
@@ -55,13 +52,11 @@ View viewAfterErrno() {
 }
 
 View viewOfLink(const Path& link, const WantedFiles& files) {
-    struct stat status {};
-    if (::stat(link.c_str(), &status) != 0) {
+    const auto identity = fileIdentity(link);
+    if (!identity) {
         return viewAfterErrno();
     }
-    const bool wanted = std::ranges::any_of(files, [&](const WantedFile& file) {
-        return file.device == status.st_dev && file.inode == status.st_ino;
-    });
+    const bool wanted = std::ranges::find(files, identity, &WantedFile::identity) != files.end();
     return wanted ? View::holds : View::doesNot;
 }
 

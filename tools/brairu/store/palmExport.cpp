@@ -1,12 +1,11 @@
 #include "store/palmExport.h"
 
-#include <sodium.h>
-
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <span>
 
+#include "base64.h"
 #include "checksum.h"
 #include "fault.h"
 #include "store/palmTemplate.h"
@@ -19,24 +18,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr char kFormat[] = "brairu-palms";
 constexpr int kVersion = 1;
-constexpr int kBase64 = sodium_base64_VARIANT_ORIGINAL;
-
-std::string base64Of(std::span<const std::uint8_t> bytes) {
-    std::string text(sodium_base64_encoded_len(bytes.size(), kBase64), '\0');
-    sodium_bin2base64(text.data(), text.size(), bytes.data(), bytes.size(), kBase64);
-    text.pop_back();  // the terminating zero
-    return text;
-}
-
-// Empty unless the text is a template.
-Bytes templateFrom(const std::string& text) {
-    Bytes bytes(kTemplateBytes);
-    std::size_t size = 0;
-    const char* end = nullptr;
-    const bool valid = sodium_base642bin(bytes.data(), bytes.size(), text.data(), text.size(),
-                                         nullptr, &size, &end, kBase64) == 0;
-    return valid && size == bytes.size() && end == text.data() + text.size() ? bytes : Bytes();
-}
 
 std::string lineChecksum(std::size_t number, const PalmRecord& palm) {
     const std::string numbers = std::to_string(number) + "\n" + std::to_string(palm.userid) + "\n" +
@@ -64,7 +45,9 @@ PalmRecord palmFrom(const Json& json) {
                     json.at("learn_count").get<std::int64_t>(),
                     {}};
     for (const Json& text : json.at("templates")) {
-        const Bytes bytes = templateFrom(text.get<std::string>());
+        // What is no template adds nothing: the checksum tells.
+        const Bytes bytes =
+            bytesFromBase64(text.get<std::string>(), kTemplateBytes).value_or(Bytes());
         palm.templates.insert(palm.templates.end(), bytes.begin(), bytes.end());
     }
     return palm;
