@@ -6,7 +6,7 @@ set -eu
 wanted="g++ clang cmake make ninja-build pkg-config
     libopencv-core-dev libopencv-imgproc-dev libopencv-dnn-dev libopencv-imgcodecs-dev
     libeigen3-dev nlohmann-json3-dev libsqlite3-dev libsodium-dev
-    libcli11-dev libv4l-dev libgtest-dev libgmock-dev binutils groff-base python3 $*"
+    libcli11-dev libv4l-dev libgtest-dev libgmock-dev binutils ffmpeg groff-base python3 $*"
 
 is_installed() {
     [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]

@@ -22,6 +22,8 @@ public:
 
     bool isOpen() const { return fd_ >= 0; }
     int get() const { return fd_; }
+    // It is the caller's to close.
+    int release() { return std::exchange(fd_, -1); }
 
     // Closes what is held and holds fd instead. The result of the close; 0 if nothing was held.
     int reset(int fd = -1) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <set>
 
+#include "support/video.h"
 #include "tools/workplace.h"
 
 namespace brairu::test {
@@ -210,20 +211,18 @@ TEST(Detect, SaysWhichCommandsTakeADevice) {
     }
 }
 
-TEST(Detect, SaysWhatToGiveInPlaceOfAVideoThatItCannotRead) {
-    if (BRAIRU_READS_VIDEOS) {
-        GTEST_SKIP() << "this build reads videos";
+TEST(Detect, TakesTheFramesOfAVideo) {
+    if (!hasFfmpeg()) {
+        GTEST_SKIP() << "there is no ffmpeg";
     }
     const ToolPlace place;
-    const std::string video = place.write("hand.mp4", "a video");
-    for (const char* const command : {"detect", "watch"}) {
-        const ToolRun run = place.run({command, video});
-        EXPECT_EQ(run.exitStatus, 2) << command;
-        EXPECT_EQ(run.err, "brairu: " + video +
-                               " cannot be read: this build reads no videos\n"
-                               "Give its frames as a folder of pictures; or install "
-                               "libopencv-videoio-dev and build the tool again.\n");
-    }
+    const std::string video = place.video("hand.mkv", place.frames(1, 0, 3));
+    const ToolRun run = place.run({"detect", "--json", video});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    const Json frames = run.json()["frames"];
+    ASSERT_EQ(frames.size(), 3U);
+    EXPECT_EQ(frames[2]["frame"], video + " #3");
+    EXPECT_EQ(frames[2]["result"], "good");
 }
 
 TEST(Detect, ShowsTheEnginesLinesOnStandardErrorOnRequest) {

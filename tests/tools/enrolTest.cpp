@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "support/video.h"
 #include "tools/workplace.h"
 
 namespace brairu::test {
@@ -39,6 +40,19 @@ TEST(Enrol, TakesAFolderInTheOrderOfItsNamesAndStopsAtTheLastCaptureItNeeds) {
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_EQ(frames[i]["frame"], place.file("folder/" + std::to_string(i) + ".pgm"));
     }
+}
+
+TEST(Enrol, TakesAVideo) {
+    if (!hasFfmpeg()) {
+        GTEST_SKIP() << "there is no ffmpeg";
+    }
+    const ToolPlace place;
+    const std::string video = place.video("hand.mkv", place.frames(1, 0, 4));
+    const ToolRun run = place.run({"enrol", "--json", "--user", "1", "--palm", "0", video});
+    ASSERT_EQ(run.exitStatus, 0) << run.out << run.err;
+    EXPECT_EQ(run.json()["result"], "enrolled");
+    EXPECT_EQ(run.json()["frames"].size(), 3U);
+    EXPECT_EQ(place.run({"identify", place.frames(1, 5, 1)[0]}).exitStatus, 0);
 }
 
 TEST(Enrol, SaysHowManyFramesAreMissing) {

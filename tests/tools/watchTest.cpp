@@ -6,6 +6,7 @@
 #include <sstream>
 #include <thread>
 
+#include "support/video.h"
 #include "tools/workplace.h"
 
 namespace brairu::test {
@@ -225,11 +226,38 @@ TEST(WatchNothing, SaysThatAFolderIsNotThere) {
     EXPECT_EQ(run.err, "brairu: " + place.file("frames") + " is not there\nCheck the name.\n");
 }
 
-TEST(WatchNothing, SaysThatAVideoCannotBeOpened) {
+TEST_F(Watch, GoesThroughAVideo) {
+    if (!hasFfmpeg()) {
+        GTEST_SKIP() << "there is no ffmpeg";
+    }
+    const std::string video = place.video(
+        "hand.mkv", joined({place.picture("nothing.pgm", nothing)}, place.frames(1, 5, 2)));
+    const ToolRun run = place.run({"watch", "--json", video});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    const std::vector<Json> events = eventsOf(run);
+    EXPECT_THAT(namesOf(events), ElementsAre("no_hand", "recognised"));
+    EXPECT_EQ(events[1]["frame"], video + " #2");
+}
+
+TEST(WatchNothing, SaysThatAVideoCannotBeRead) {
+    if (!hasFfmpeg()) {
+        GTEST_SKIP() << "there is no ffmpeg";
+    }
+    const ToolPlace place;
+    place.haveEnrolled();
+    const std::string video = place.write("hand.mp4", "no video");
+    const ToolRun run = place.run({"watch", video});
+    EXPECT_EQ(run.exitStatus, 2);
+    EXPECT_EQ(run.err, "brairu: " + video +
+                           " cannot be read as a video\nSee what \"ffmpeg -i\" says of it, or give "
+                           "the frames as a folder of pictures.\n");
+}
+
+TEST(WatchNothing, SaysThatAVideoIsNotThere) {
     const ToolPlace place;
     const ToolRun run = place.run({"watch", place.file("none.mp4")});
     EXPECT_EQ(run.exitStatus, 2);
-    EXPECT_THAT(run.err, HasSubstr("brairu: " + place.file("none.mp4")));
+    EXPECT_EQ(run.err, "brairu: " + place.file("none.mp4") + " is not there\nCheck the name.\n");
 }
 
 }  // namespace

@@ -13,6 +13,8 @@
 #include <fstream>
 #include <utility>
 
+#include "support/video.h"
+
 namespace brairu::test {
 namespace {
 
@@ -113,6 +115,16 @@ std::vector<std::string> ToolPlace::frames(int person, int firstCapture, int cou
 
 std::string ToolPlace::greyFrame(const std::string& name) const {
     return picture(name, cv::Mat(kFrameSize, CV_8UC1, cv::Scalar(90)));
+}
+
+std::string ToolPlace::video(const std::string& name,
+                             const std::vector<std::string>& frames) const {
+    std::string pictures;
+    for (const std::string& frame : frames) {
+        pictures += readFile(frame);
+    }
+    EXPECT_TRUE(makeVideo(file(name), pictures));
+    return file(name);
 }
 
 std::string ToolPlace::picture(const std::string& name, const cv::Mat& luma) const {

@@ -102,10 +102,6 @@ private:
     long long recognised_ = 0;
 };
 
-bool isStream(const std::string& source) {
-    return source.find("://") != std::string::npos;
-}
-
 std::unique_ptr<FrameSource> openFolder(const WatchOptions& options) {
     const auto idle = std::chrono::milliseconds(static_cast<long long>(options.idleSeconds * 1000));
     return std::make_unique<GrowingFolder>(options.source, options.frames.rawSize(), idle,
@@ -131,7 +127,7 @@ std::unique_ptr<FrameSource> openSource(const WatchOptions& options) {
     if (isCameraName(source)) {
         return openCamera(source, options.frames.rawSize(), isStopped);
     }
-    if (!isStream(source)) {
+    if (!isStreamAddress(source)) {
         requireVideo(source);
     }
     return openVideo(source);
@@ -173,10 +169,10 @@ Ending watch(const WatchOptions& options, const Settings& settings, Report& repo
 }
 
 std::string sourceHelp() {
-    const std::string folder = "A folder that fills up with pictures or raw planes";
-    const std::string video =
-        readsVideos() ? ", or a video" : "; no video: this build was made without OpenCV's videoio";
-    return folder + cameraHelp(", or a camera") + video;
+    return "A folder that fills up with pictures or raw planes; a video, or the address of a "
+           "stream "
+           "(where ffmpeg is installed)" +
+           cameraHelp("; or a camera");
 }
 
 }  // namespace

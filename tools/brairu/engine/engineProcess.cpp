@@ -1,6 +1,5 @@
 #include "engine/engineProcess.h"
 
-#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,7 +13,7 @@
 #include <new>
 #include <sstream>
 
-#include "utils/fileDescriptor.h"
+#include "pipe.h"
 
 namespace brairu::tool {
 namespace {
@@ -22,20 +21,6 @@ namespace {
 constexpr std::size_t kKeptBytes = 64 * 1024;
 constexpr char kAskDoctor[] =
     "Run \"brairu doctor\": it looks at every file and says which one is at fault.";
-
-struct Pipe {
-    Pipe() {
-        std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw EngineFault("no pipe can be made", "Raise the limit of open files.");
-        }
-        read.reset(ends[0]);
-        write.reset(ends[1]);
-    }
-
-    FileDescriptor read;
-    FileDescriptor write;
-};
 
 // Asks the child to stop when this process is asked to.
 class SignalForwarding {

@@ -105,13 +105,9 @@ void addPaths(std::vector<Path>& all, const Path& path) {
 }
 
 // What FRAME arguments may be.
-std::string frameHelp() {
-    return std::string(
-               "Pictures (png, jpeg, pgm, ...), raw planes of grey with --size, folders of "
-               "these in the order of their names") +
-           (readsVideos() ? ", and videos"
-                          : "; no videos: this build was made without OpenCV's videoio");
-}
+constexpr char kFrameHelp[] =
+    "Pictures (png, jpeg, pgm, ...), raw planes of grey with --size, folders of these in the order "
+    "of their names, and videos (where ffmpeg is installed)";
 
 }  // namespace
 
@@ -130,7 +126,7 @@ std::string cameraHelp(const std::string& offer) {
 }
 
 void addFrameOptions(CLI::App& command, FrameOptions& options, const std::string& others) {
-    command.add_option("frames", options.paths, frameHelp() + others)
+    command.add_option("frames", options.paths, kFrameHelp + others)
         ->required()
         ->type_name("FRAME");
     addSizeOption(command, options);

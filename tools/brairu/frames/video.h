@@ -1,4 +1,4 @@
-// Videos, through OpenCV's videoio where it was there at build time.
+// Videos and streams, which the program ffmpeg turns into grey frames.
 #pragma once
 
 #include <memory>
@@ -8,9 +8,11 @@
 
 namespace brairu::tool {
 
-// A video file, or the address of a stream. Throws InputFault.
-std::unique_ptr<FrameSource> openVideo(const std::string& name);
+// Like rtsp://door/stream.
+bool isStreamAddress(const std::string& name);
 
-bool readsVideos();
+// The frames of a video file, or of the stream at an address, none left out and none turned. Throws
+// InputFault where there is no ffmpeg; a frame throws SourceFault where ffmpeg cannot go on.
+std::unique_ptr<FrameSource> openVideo(const std::string& name);
 
 }  // namespace brairu::tool
