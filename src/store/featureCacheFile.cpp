@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "store/storeLog.h"
-#include "utils/lackOfSpace.h"
+#include "utils/diskFault.h"
 
 namespace brairu {
 namespace {
@@ -37,7 +37,7 @@ int errorOf(const Call& call) {
 
 // What a write to the mapping would meet as well.
 bool isFaultOfDisk(int error) {
-    return isLackOfSpace(error) || error == EFBIG || error == EIO;
+    return isDiskFault(error) || error == EFBIG;
 }
 
 // Takes the disk space of the whole file before the file has its size: a full disk is met here and
@@ -94,9 +94,8 @@ FeatureCacheFile::FeatureCacheFile(std::string path, std::uint32_t capacity,
         std::perror("open");
         return;
     }
-    if (resize() && map("mmap")) {
-        const std::uint8_t* const end = mapping_ + capacity_;
-        doubted_ = doubted_ || std::find(flags(), end, kInDoubt) != end;
+    if (resize() && map("mmap") && (doubted_ || hasMark())) {
+        doubt();
     }
 }
 
@@ -107,7 +106,7 @@ bool FeatureCacheFile::resize() {
     }
     if (openedSize_ > 0 && openedSize_ != fileSize_) {
         doubted_ = true;
-        note_.leave();
+        note_.leave();  // before another size hides what happened; a mark can be left once mapped
     }
     if (!reserve(fd_.get(), openedSize_, fileSize_) ||
         ::ftruncate(fd_.get(), static_cast<off_t>(fileSize_)) != 0) {
@@ -149,6 +148,7 @@ void FeatureCacheFile::flushLater() {
 bool FeatureCacheFile::isMapped() const {
     if (mapping_ != nullptr && !lost_ && isCut()) {
         lost_ = true;
+        note_.leave();
         logStore("feature cache file was cut short: not used until the process starts anew\r\n");
     }
     return mapping_ != nullptr && !lost_;
@@ -184,15 +184,20 @@ bool FeatureCacheFile::beginChange() {
     if (!isMapped()) {
         return false;
     }
-    note_.leave();
+    if (!note_.leave()) {
+        mark();
+    }
     return true;
 }
 
 void FeatureCacheFile::doubt() {
     doubted_ = true;
-    if (isMapped() && !note_.leave()) {
-        mark();
-    }
+    beginChange();
+}
+
+bool FeatureCacheFile::hasMark() const {
+    const std::uint8_t* const end = flags() + capacity_;
+    return std::find(flags(), end, kInDoubt) != end;
 }
 
 // The last free slot: the next palms take the first ones.

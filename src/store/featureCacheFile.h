@@ -38,7 +38,8 @@ public:
     // after them.
     bool place(std::int64_t slot, std::span<const std::int8_t> record);
 
-    // Leaves the change note. Whether the file can be changed.
+    // Leaves the change note, or a mark in a free slot where no note can be left. Whether the file
+    // can be changed.
     bool beginChange();
 
     // Has the system write what was changed, and does not wait for it.
@@ -69,8 +70,8 @@ public:
     // process or an earlier one.
     bool isDoubtful() const { return note_.wasFound() || doubted_; }
 
-    // For a change that the table did not follow. A free slot tells the next process so where no
-    // note can; in a file without one, or on a disk that the mark does not reach, nothing does.
+    // For a change that the table did not follow. In a file without a free slot, or on a disk that
+    // the mark does not reach, nothing tells the next process where no note can be left.
     void doubt();
 
     // Ends the doubt, once the content is known to be right: waits until all of it is on the disk.
@@ -85,7 +86,7 @@ public:
 
     // Whether the mapping can be used. Asks for the file's size: to touch a page behind the end of a
     // file that another process has cut would end this one. Such a file counts as unmapped from
-    // then on, even if it grows again; the first time is logged. A cut between this answer and the
+    // then on, even if it grows again, and the next process is told; the first time is logged. A cut between this answer and the
     // use that follows is not noticed.
     bool isMapped() const;
 
@@ -111,11 +112,12 @@ private:
     bool resize();
     bool map(const char* fault);
     void unmap();
+    bool hasMark() const;
     void mark();
     void removeMark();
 
     std::string path_;
-    ChangeNote note_;
+    mutable ChangeNote note_;
     std::uint32_t capacity_;
     std::uint32_t recordSize_;
     std::uint64_t fileSize_;

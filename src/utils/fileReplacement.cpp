@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "utils/diskFault.h"
 #include "utils/fileDescriptor.h"
 #include "utils/folderSync.h"
-#include "utils/lackOfSpace.h"
 #include "utils/pipe.h"
 #include "utils/writeAll.h"
 
@@ -33,7 +33,7 @@ public:
     Sibling& operator=(const Sibling&) = delete;
 
     bool isReady() const { return ready_; }
-    bool lacksSpace() const { return lacksSpace_; }
+    bool isRefusedByDisk() const { return refusedByDisk_; }
     bool write(const std::string& text) const;
     bool takePlaceOf(const std::string& path);
 
@@ -45,7 +45,7 @@ private:
     FileDescriptor fd_;
     bool made_ = false;
     bool ready_ = false;
-    bool lacksSpace_ = false;
+    bool refusedByDisk_ = false;
 };
 
 Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
@@ -53,7 +53,7 @@ Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
     if (isPlainFile(path, original) && ::access(path.c_str(), W_OK) == 0) {
         const int made = ::mkostemp(name_.data(), O_CLOEXEC);
         made_ = made >= 0;
-        lacksSpace_ = !made_ && isLackOfSpace(errno);
+        refusedByDisk_ = !made_ && isDiskFault(errno);
         fd_.reset(offStandardStreams(made));
         ready_ = fd_.isOpen() && resemble(original);
     }
@@ -110,7 +110,7 @@ bool truncateAndWrite(const std::string& path, const std::string& text) {
 bool replaceFile(const std::string& path, const std::string& text) {
     Sibling sibling(path);
     // A disk that cannot take the new text keeps the old one.
-    if (sibling.lacksSpace()) {
+    if (sibling.isRefusedByDisk()) {
         return false;
     }
     if (sibling.isReady()) {
@@ -120,7 +120,7 @@ bool replaceFile(const std::string& path, const std::string& text) {
         if (sibling.takePlaceOf(path)) {
             return true;
         }
-        if (isLackOfSpace(errno)) {
+        if (isDiskFault(errno)) {
             return false;
         }
     }

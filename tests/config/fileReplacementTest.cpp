@@ -214,9 +214,9 @@ TEST_F(FileReplacement, WritesInPlaceWhereTheNameCannotBeTaken) {
     EXPECT_EQ(filesIn(folder_.path()), 1u);
 }
 
-TEST_F(FileReplacement, KeepsTheOldTextWhereTheDiskHasNoRoomForTheRenaming) {
+TEST_F(FileReplacement, KeepsTheOldTextWhereTheDiskRefusesTheRenaming) {
     const std::string path = folder_.write("file", "old");
-    for (const int fault : {ENOSPC, EDQUOT}) {
+    for (const int fault : {ENOSPC, EDQUOT, EIO}) {
         renamingFault = fault;
         EXPECT_FALSE(replaceFile(path, "new"));
         renamingFault = 0;

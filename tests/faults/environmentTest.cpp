@@ -397,6 +397,18 @@ protected:
         expectRecognised({1, 2, 4, 5});
     }
 
+    // Grown again, it has its size, and as many palms as the table.
+    void expectLossAlone(std::uintmax_t size) {
+        enrolThree();
+        freshly([&] {
+            start();
+            std::filesystem::resize_file(cachePath(), size);
+            EXPECT_EQ(userOf(1), 0);
+            std::filesystem::resize_file(cachePath(), 10000 * 513);
+        });
+        expectRecognised({1, 2, 3});
+    }
+
     const LogLine kLossLine{
         6, "database",
         "feature cache file was cut short: not used until the process starts anew\r\n"};
@@ -404,6 +416,10 @@ protected:
 
 TEST_F(SharedCache, CutToNothingIsSurvivedAndRebuilt) {
     expectLoss([&] { std::filesystem::resize_file(cachePath(), 0); });
+}
+
+TEST_F(SharedCache, CutBehindTheFlagsIsRebuiltThoughNothingElseChanged) {
+    expectLossAlone(10000 + 4096);
 }
 
 TEST_F(SharedCache, CutInTheRecordsIsSurvivedAndRebuilt) {

@@ -339,6 +339,10 @@ bool NthFailure::attempt(const Fault& fault, Aftermath aftermath) {
         fail(fault, "nothing was struck");
         return false;
     }
+    if (fault.number > 0 && report().descriptors > healthyDescriptors_) {
+        fail(fault, "descriptors are left open");
+        return false;
+    }
     const ChildResult restarted = inChild([&] { expectWhole(); });
     return passes(restarted, "after the restart", fault);
 }

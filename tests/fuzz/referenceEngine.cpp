@@ -159,18 +159,13 @@ void ReferenceEngine::mirror(std::int64_t id, const Bytes& blob) {
 }
 
 void ReferenceEngine::restart(int centres) {
-    if (centres != centres_) {
-        cache_.clear();
-    }
     centres_ = centres;
     for (ReferenceRow& row : rows_) {
         row.blob = fitted(row.blob);
     }
-    if (cache_.size() != rows_.size() * static_cast<std::size_t>(centres_)) {
-        cache_.clear();
-        for (const ReferenceRow& row : rows_) {
-            mirror(row.id, row.blob);
-        }
+    cache_.clear();
+    for (const ReferenceRow& row : rows_) {
+        mirror(row.id, row.blob);
     }
     featureCount_ = static_cast<int>(cache_.size());
 }

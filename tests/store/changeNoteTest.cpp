@@ -372,6 +372,29 @@ TEST_F(UnnotedRefusalTest, IsRememberedThroughLaterEnrolments) {
     EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(20)));
 }
 
+// As if the process had been killed before the table refused.
+TEST_F(UnnotedRefusalTest, AChangeThatIsBrokenOffIsUndoneByTheNextProcess) {
+    ASSERT_TRUE(store().insertPalm(keyOf(1, 3), templateOf(30)));
+    ASSERT_TRUE(store().removePalm(1, 3));
+    takeLog();
+    store_.reset();
+    misplace(1, 1);
+    expectMendedByTheNextProcess();
+}
+
+// The first start meets a table that it cannot read.
+TEST_F(UnnotedRefusalTest, ACutCacheIsRememberedThroughAStartThatCannotRead) {
+    store_.reset();
+    std::filesystem::resize_file(cachePath(), 10000);
+    {
+        auto other = database();
+        other.run("BEGIN EXCLUSIVE;");
+        start();
+    }
+    takeLog();
+    expectMendedByTheNextProcess();
+}
+
 TEST_F(UnnotedRefusalTest, IsUndoneByTheNextPassOfTheSameProcess) {
     expectRefused([&] { return store().replaceByKey(keyOf(1, 2), templateOf(9)); });
     expectMendedByTheNextPass();

@@ -13,10 +13,6 @@ std::string quoted(const std::string& word) {
 
 }  // namespace
 
-bool hasFfmpeg() {
-    return std::system("ffmpeg -version > /dev/null 2>&1") == 0;
-}
-
 bool makeVideo(const std::string& path, const std::string& pictures, const std::string& options) {
     const TemporaryFolder folder;
     const std::string input = folder.write("pictures.pnm", pictures);

@@ -1,11 +1,9 @@
-// Videos to try things with, which ffmpeg makes where it is installed.
+// Videos to try things with, which ffmpeg makes.
 #pragma once
 
 #include <string>
 
 namespace brairu::test {
-
-bool hasFfmpeg();
 
 // pictures: PGM pictures one after the other. options: of ffmpeg, how to make a video of them. False
 // where it failed.

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <set>
 
-#include "support/video.h"
 #include "tools/workplace.h"
 
 namespace brairu::test {
@@ -212,9 +211,6 @@ TEST(Detect, SaysWhichCommandsTakeADevice) {
 }
 
 TEST(Detect, TakesTheFramesOfAVideo) {
-    if (!hasFfmpeg()) {
-        GTEST_SKIP() << "there is no ffmpeg";
-    }
     const ToolPlace place;
     const std::string video = place.video("hand.mkv", place.frames(1, 0, 3));
     const ToolRun run = place.run({"detect", "--json", video});

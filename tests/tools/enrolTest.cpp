@@ -3,7 +3,6 @@
 
 #include <filesystem>
 
-#include "support/video.h"
 #include "tools/workplace.h"
 
 namespace brairu::test {
@@ -43,9 +42,6 @@ TEST(Enrol, TakesAFolderInTheOrderOfItsNamesAndStopsAtTheLastCaptureItNeeds) {
 }
 
 TEST(Enrol, TakesAVideo) {
-    if (!hasFfmpeg()) {
-        GTEST_SKIP() << "there is no ffmpeg";
-    }
     const ToolPlace place;
     const std::string video = place.video("hand.mkv", place.frames(1, 0, 4));
     const ToolRun run = place.run({"enrol", "--json", "--user", "1", "--palm", "0", video});

@@ -155,6 +155,13 @@ TEST_F(StoreExamination, ACacheThatAProcessLeftHalfDoneIsRebuilt) {
     EXPECT_THAT(found(), says(Level::note, "holds other templates than the database for 1 palm"));
 }
 
+TEST_F(StoreExamination, ACacheWhoseMarkSaysThatItIsInDoubtIsRebuilt) {
+    enrol({1, 2});
+    overwrite(cache(), 10000 + 512 + 7, "x");
+    overwrite(cache(), 9999, "\2");
+    EXPECT_THAT(found(), says(Level::note, "holds other templates than the database for 1 palm"));
+}
+
 TEST_F(StoreExamination, ACacheNamedByAnOlderIndexFormat) {
     enrol({1});
     config["database"]["search_index_path"] = folder.file("palms.usearch");

@@ -59,7 +59,7 @@ public:
     std::vector<std::string> frames(int person, int firstCapture, int count) const;
     // A frame of plain grey.
     std::string greyFrame(const std::string& name) const;
-    // These frames as a video, unchanged. Needs ffmpeg.
+    // These frames as a video, unchanged.
     std::string video(const std::string& name, const std::vector<std::string>& frames) const;
     // Luma as a picture file; returns its path.
     std::string picture(const std::string& name, const cv::Mat& luma) const;

@@ -83,14 +83,18 @@ void PowerCutRun::cutEverywhere(const Plan& plan, const DiskTrace& trace) {
     DiskModel disk(next_->content);
     int begun = 0;
     int reported = 0;
-    for (const DiskEvent& event : trace) {
+    const auto cutHere = [&] {
         for (int cuts = cutsHere(); cuts > 0 && tally_.faults.empty(); --cuts) {
             cut(disk, plan, begun, reported);
         }
+    };
+    for (const DiskEvent& event : trace) {
+        cutHere();
         disk.apply(event);
         begun += event.act == DiskAct::begin;
         reported += event.act == DiskAct::report;
     }
+    cutHere();
 }
 
 int PowerCutRun::cutsHere() {

@@ -124,12 +124,10 @@ std::unique_ptr<FrameSource> openSource(const WatchOptions& options) {
         requireReadable(source);
         return openFolder(options);
     }
-    if (isCameraName(source)) {
+    if (namesCamera(source)) {
         return openCamera(source, options.frames.rawSize(), isStopped);
     }
-    if (!isStreamAddress(source)) {
-        requireVideo(source);
-    }
+    requireVideo(source);
     return openVideo(source);
 }
 
@@ -169,9 +167,8 @@ Ending watch(const WatchOptions& options, const Settings& settings, Report& repo
 }
 
 std::string sourceHelp() {
-    return "A folder that fills up with pictures or raw planes; a video, or the address of a "
-           "stream "
-           "(where ffmpeg is installed)" +
+    return "A folder that fills up with pictures or raw planes; a video (where ffmpeg is "
+           "installed)" +
            cameraHelp("; or a camera");
 }
 

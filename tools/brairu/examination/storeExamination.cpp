@@ -167,6 +167,7 @@ public:
 
     bool hasRightSize() const { return copied_ && file_.openedSize() == file_.fileSize(); }
     int occupied() const { return file_.count(); }
+    bool isMarked() const { return file_.isDoubtful(); }
 
     // Whether the slots of a palm hold the first block of its templates.
     bool mirrors(const StoredPalm& palm) const {
@@ -235,7 +236,7 @@ Findings examineContent(const StoreFiles& settings) {
     const std::string what = settings.cache + " holds other templates than the database for " +
                              counted(census.differing, "palm");
     std::error_code ignored;
-    if (std::filesystem::exists(settings.changeNote(), ignored)) {
+    if (cache.isMarked() || std::filesystem::exists(settings.changeNote(), ignored)) {
         return {rebuilt(what)};
     }
     return {{Level::fault, kCache, what,

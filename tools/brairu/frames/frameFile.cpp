@@ -45,6 +45,15 @@ void requireFile(const std::filesystem::path& path) {
     }
 }
 
+// A device file (/dev/video0), or the number of one.
+bool isCameraName(const std::string& name) {
+    constexpr std::size_t kMostDigits = 3;
+    const auto isDigit = [](unsigned char letter) { return std::isdigit(letter) != 0; };
+    const bool isNumber =
+        !name.empty() && name.size() <= kMostDigits && std::ranges::all_of(name, isDigit);
+    return isNumber || name.starts_with("/dev/");
+}
+
 std::vector<char> bytesOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     std::vector<char> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -99,14 +108,6 @@ bool isRawName(const std::filesystem::path& path) {
 
 bool isVideoName(const std::filesystem::path& path) {
     return hasExtension(path, kVideos);
-}
-
-bool isCameraName(const std::string& name) {
-    constexpr std::size_t kMostDigits = 3;
-    const auto isDigit = [](unsigned char letter) { return std::isdigit(letter) != 0; };
-    const bool isNumber =
-        !name.empty() && name.size() <= kMostDigits && std::ranges::all_of(name, isDigit);
-    return isNumber || name.starts_with("/dev/");
 }
 
 bool namesCamera(const std::string& name) {

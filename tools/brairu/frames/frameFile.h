@@ -15,9 +15,8 @@ cv::Size sizeFrom(const std::string& text);
 bool isPictureName(const std::filesystem::path& path);
 bool isRawName(const std::filesystem::path& path);
 bool isVideoName(const std::filesystem::path& path);
-// A device file (/dev/video0), or the number of one.
-bool isCameraName(const std::string& name);
-// Such a name, which no file of another kind has: a pipe, say, or a frame that is called "0".
+// A device file (/dev/video0), or the number of one, but no file of another kind: a pipe, say, or a
+// frame that is called "0".
 bool namesCamera(const std::string& name);
 
 // rawSize: of raw planes, which are width x height bytes of grey, or half as many more, of which

@@ -1,13 +1,17 @@
 #include "frames/video.h"
 
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <system_error>
 #include <vector>
 
@@ -19,53 +23,70 @@ namespace {
 
 constexpr char kProgram[] = "ffmpeg";
 
-// A file is named as one, so that no colon in its name makes an address of it, and what stands in it
-// cannot make ffmpeg reach into a network.
-std::vector<std::string> inputOf(const std::string& name) {
-    if (isStreamAddress(name)) {
-        return {"-i", name};
-    }
-    return {"-protocol_whitelist", "file", "-i", "file:" + name};
-}
-
-// Every frame of the first video track as a grey PGM picture, one after the other.
+// Every frame of the first video track as a grey PGM picture, one after the other. The file is named
+// as one, so that no colon in its name makes an address of it, and what stands in it cannot make
+// ffmpeg reach into a network. Grey stays as it is: it is not stretched from a narrow range to a
+// full one.
 std::vector<std::string> commandFor(const std::string& name) {
-    std::vector<std::string> words{kProgram, "-nostdin", "-loglevel", "error", "-noautorotate"};
-    const std::vector<std::string> input = inputOf(name);
-    words.insert(words.end(), input.begin(), input.end());
-    words.insert(words.end(), {"-map", "0:v:0", "-fps_mode", "passthrough", "-pix_fmt", "gray",
-                               "-c:v", "pgm", "-f", "image2pipe", "-"});
-    return words;
+    return {kProgram,
+            "-nostdin",
+            "-loglevel",
+            "error",
+            "-noautorotate",
+            "-protocol_whitelist",
+            "file",
+            "-i",
+            "file:" + name,
+            "-map",
+            "0:v:0",
+            "-vf",
+            "scale=in_range=full:out_range=full",
+            "-fps_mode",
+            "passthrough",
+            "-pix_fmt",
+            "gray",
+            "-c:v",
+            "pgm",
+            "-f",
+            "image2pipe",
+            "-"};
 }
 
-// Where the streams of a process that is to be started go.
-class Redirections {
+// What a process is started with: where its streams go, and a process group of its own, which no key
+// of the terminal stops.
+class Surroundings {
 public:
-    explicit Redirections(int output) {
-        ::posix_spawn_file_actions_init(&actions_);
-        ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        ::posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-        ::posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
+    Surroundings(int output, int faults) {
+        ::posix_spawn_file_actions_init(&streams_);
+        ::posix_spawn_file_actions_addopen(&streams_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        ::posix_spawn_file_actions_adddup2(&streams_, output, STDOUT_FILENO);
+        ::posix_spawn_file_actions_adddup2(&streams_, faults, STDERR_FILENO);
+        ::posix_spawnattr_init(&group_);
+        ::posix_spawnattr_setflags(&group_, POSIX_SPAWN_SETPGROUP);
     }
-    ~Redirections() { ::posix_spawn_file_actions_destroy(&actions_); }
-    Redirections(const Redirections&) = delete;
-    Redirections& operator=(const Redirections&) = delete;
+    ~Surroundings() {
+        ::posix_spawn_file_actions_destroy(&streams_);
+        ::posix_spawnattr_destroy(&group_);
+    }
+    Surroundings(const Surroundings&) = delete;
+    Surroundings& operator=(const Surroundings&) = delete;
 
-    const posix_spawn_file_actions_t* get() const { return &actions_; }
+    const posix_spawn_file_actions_t* streams() const { return &streams_; }
+    const posix_spawnattr_t* group() const { return &group_; }
 
 private:
-    posix_spawn_file_actions_t actions_{};
+    posix_spawn_file_actions_t streams_{};
+    posix_spawnattr_t group_{};
 };
 
 // 0, or why there is no such process.
-int start(std::vector<std::string> words, int output, pid_t& process) {
+int start(std::vector<std::string> words, const Surroundings& around, pid_t& process) {
     std::vector<char*> arguments;
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
-    const Redirections redirections(output);
-    return ::posix_spawnp(&process, kProgram, redirections.get(), nullptr, arguments.data(),
+    return ::posix_spawnp(&process, kProgram, around.streams(), around.group(), arguments.data(),
                           environ);
 }
 
@@ -77,12 +98,27 @@ int start(std::vector<std::string> words, int output, pid_t& process) {
                      "Install ffmpeg, or give the frames as a folder of pictures.");
 }
 
+// The first of the lines that ffmpeg has written there, without the part of ffmpeg or the file that
+// it begins with.
+std::string firstLine(int faults, const std::string& name) {
+    std::array<char, 512> text{};
+    const ssize_t bytes = ::pread(faults, text.data(), text.size(), 0);
+    std::string line(text.data(), bytes > 0 ? static_cast<std::size_t>(bytes) : 0);
+    line.erase(std::min(line.find('\n'), line.size()));
+    for (const std::string& end : {std::string("] "), name + ": "}) {
+        const std::size_t at = line.find(end);
+        line.erase(0, at == std::string::npos ? 0 : at + end.size());
+    }
+    return line;
+}
+
 // A process of ffmpeg, which ends with this.
 class Decoder {
 public:
-    explicit Decoder(const std::string& name) {
+    explicit Decoder(const std::string& name) : faults_(::memfd_create(kProgram, MFD_CLOEXEC)) {
         Pipe pipe;
-        if (const int error = start(commandFor(name), pipe.write.get(), process_); error != 0) {
+        const Surroundings around(pipe.write.get(), faults_.get());
+        if (const int error = start(commandFor(name), around, process_); error != 0) {
             failToStart(name, error);
         }
         output_.reset(::fdopen(pipe.read.release(), "rb"));
@@ -90,7 +126,7 @@ public:
     ~Decoder() {
         if (process_ > 0) {
             ::kill(process_, SIGKILL);
-            (void)endedWell();
+            (void)wait();
         }
     }
     Decoder(const Decoder&) = delete;
@@ -98,13 +134,15 @@ public:
 
     std::FILE* output() const { return output_.get(); }
 
-    // Waits for its end.
-    bool endedWell() {
-        int status = 0;
-        while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+    // Waits for its end. Nothing where it has nothing to complain about.
+    std::optional<std::string> fault(const std::string& name) {
+        const int status = wait();
+        const std::string line = firstLine(faults_.get(), name);
+        if (!line.empty()) {
+            return line;
         }
-        process_ = 0;
-        return WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
+        const bool well = WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
+        return well ? std::nullopt : std::optional<std::string>("ffmpeg failed");
     }
 
 private:
@@ -112,6 +150,15 @@ private:
         void operator()(std::FILE* file) const { (void)std::fclose(file); }
     };
 
+    int wait() {
+        int status = 0;
+        while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+        }
+        process_ = 0;
+        return status;
+    }
+
+    FileDescriptor faults_;
     pid_t process_ = 0;
     std::unique_ptr<std::FILE, Closing> output_;
 };
@@ -149,13 +196,24 @@ private:
     // A read that a signal broke off ends the video as well.
     void end() {
         const std::unique_ptr<Decoder> decoder = std::move(decoder_);
-        if (std::ferror(decoder->output()) != 0 || (decoder->endedWell() && number_ > 0)) {
+        if (std::ferror(decoder->output()) != 0) {
             return;
         }
+        if (const std::optional<std::string> fault = decoder->fault(name_)) {
+            fail(*fault);
+        }
+        if (number_ == 0) {
+            fail("it has no frames");
+        }
+    }
+
+    [[noreturn]] void fail(const std::string& reason) const {
         throw SourceFault(
-            number_ == 0 ? name_ + " cannot be read as a video"
-                         : name_ + " cannot be read beyond frame " + std::to_string(number_),
-            "See what \"ffmpeg -i\" says of it, or give the frames as a folder of pictures.");
+            name_ +
+                (number_ == 0 ? " cannot be read as a video: "
+                              : " has a fault, and gave " + std::to_string(number_) + " frames: ") +
+                reason,
+            "Give a whole video, or the frames as a folder of pictures.");
     }
 
     std::string name_;
@@ -164,10 +222,6 @@ private:
 };
 
 }  // namespace
-
-bool isStreamAddress(const std::string& name) {
-    return name.find("://") != std::string::npos;
-}
 
 std::unique_ptr<FrameSource> openVideo(const std::string& name) {
     return std::make_unique<Video>(name);

@@ -1,4 +1,4 @@
-// Videos and streams, which the program ffmpeg turns into grey frames.
+// Videos, which the program ffmpeg turns into frames.
 #pragma once
 
 #include <memory>
@@ -8,11 +8,9 @@
 
 namespace brairu::tool {
 
-// Like rtsp://door/stream.
-bool isStreamAddress(const std::string& name);
-
-// The frames of a video file, or of the stream at an address, none left out and none turned. Throws
-// InputFault where there is no ffmpeg; a frame throws SourceFault where ffmpeg cannot go on.
+// The frames of a video file, none left out and none turned: its plane of grey, or its colours made
+// grey. Throws InputFault where there is no ffmpeg. Where ffmpeg finds a fault, the frame after the
+// last one throws SourceFault with what ffmpeg says.
 std::unique_ptr<FrameSource> openVideo(const std::string& name);
 
 }  // namespace brairu::tool

@@ -133,8 +133,7 @@ void leaveNote(const StoreFiles& files) {
     if (!exists(files.cache)) {
         return;
     }
-    ChangeNote(files.changeNote()).leave();
-    if (!exists(files.changeNote())) {
+    if (!ChangeNote(files.changeNote()).leave()) {
         throw EngineFault(files.changeNote() + " cannot be written",
                           "Look for a full disk, and whose the folder is.");
     }
