@@ -3,7 +3,7 @@
 RELEASE = build/release
 
 .PHONY: build demo test models eval bench board arm package package-test threads sanitize powercuts \
-	faults fuzz soak tidy coverage pictures configured packages clean
+	faults fuzz soak tidy coverage pictures diagrams configured packages clean
 
 build: packages
 	cmake --preset release -DBRAIRU_TESTS=OFF
@@ -35,6 +35,11 @@ eval: build
 pictures: configured
 	cmake --build --preset release --target brairu-setting-pictures
 	$(RELEASE)/brairu-setting-pictures config/brairu.json docs/pictures/settings
+
+# Draws the diagrams of the documents anew, from the text beside them.
+diagrams:
+	cmake/installPackages.sh graphviz
+	for text in docs/pictures/*.dot; do dot -Tsvg "$$text" -o "$${text%.dot}.svg" || exit 1; done
 
 # The library against its peers, in one table of ratios and one picture.
 bench: packages

@@ -73,6 +73,8 @@ draw_palms() {
     cp "$trial/frames/0L_20.png" "$here/frames/known.png"
     cp "$trial/frames/1L_20.png" "$here/frames/stranger.png"
     { printf 'P5\n640 480\n255\n'; head -c 307200 /dev/zero; } > "$here/frames/dark.pgm"
+    ffmpeg -nostdin -loglevel error -pattern_type glob -i "$trial/frames/0L_2?.png" -c:v mjpeg \
+        -q:v 2 "$here/frames/known.avi"
 }
 
 uses_the_tool() {
@@ -92,6 +94,8 @@ uses_the_tool() {
     expect 1 "top margin [0-9]+ % .*, needs more than 10 % +<- not met" "$here" \
         brairu detect /frames/hard/1R_1.png
     expect 2 "^brairu: /dev/video99 is not there" "$here" brairu watch 99
+    expect 2 "the program ffmpeg, which reads videos, is not there" "$here" \
+        brairu identify /frames/known.avi
     expect 0 "^in order: 0 faults, 0 warnings" "$here" brairu doctor
 }
 
@@ -107,11 +111,16 @@ moves_the_store() {
     expect 0 "user 7, palm 0, similarity" "$there" brairu identify /frames/known.png
 }
 
+reads_videos() {
+    install_packages ffmpeg
+    expect 0 "known.avi #1\): user 7, palm 0, similarity" "$here" brairu identify /frames/known.avi
+}
+
 serves_a_host() {
     cp "$here/usr/share/doc/libbrairu-dev/examples"/*.[ch] "$here/frames/"
     # shellcheck disable=SC2016 # the inner shell's words
     expect 0 "" "$here" sh -c 'cd /frames && cc -std=c11 -Wall -Werror door.c frames.c \
-        $(pkg-config --cflags --libs brairu) -o door'
+        $(pkg-config --cflags --libs brairu) -o door && install door /usr/local/bin/'
     expect 1 "^door: no hand$" "$here" sh -c 'mkdir /frames/pictures && cd /frames &&
         cp dark.pgm pictures/ && ./door /etc/brairu/brairu.json watch pictures'
 }
@@ -173,10 +182,36 @@ upgrades() {
 }
 
 makes_a_service() {
-    commands_of deployment.md "A user of its own" |
+    commands_of deployment.md "A user of its own|A backup every night" |
         follow "$here" "^in order: 0 faults, 0 warnings" /root
     expect 0 "^700 door$" "$here" stat -c "%a %U" /var/lib/door
     expect 0 "^600 door$" "$here" stat -c "%a %U" /var/lib/door/brairu.json
+    has_a_sound_unit
+    enrols_at_a_camera
+}
+
+# systemd finds nothing to say about the unit of the guide.
+has_a_sound_unit() {
+    awk '/^```/ { inside = /^```ini$/ && !seen++; next } inside' \
+        "$here/$documents/docs/deployment.md" > "$here/etc/systemd/system/door.service"
+    grep -q "^ExecStart=/usr/local/bin/door" "$here/etc/systemd/system/door.service" ||
+        fail "the guide has no unit"
+    expect 0 "^silent$" "$here" sh -c \
+        'systemd-analyze verify /etc/systemd/system/door.service && echo silent'
+    [ "$(wc -l < "$trial/output")" -eq 1 ] || fail "systemd complains about the unit"
+}
+
+# The commands at the camera, with a stand-in for it that shows the frames of an enrolment.
+enrols_at_a_camera() {
+    cp tests/package/camera*.c "$here/frames/"
+    expect 0 "" "$here" sh -c 'cd /frames && cc -shared -fPIC cameraDouble.c cameraPreload.c \
+        frames.c -ldl -o /usr/local/lib/camera.so && chmod -R a+rX /frames'
+    {
+        echo 'systemctl() { :; }; export LD_PRELOAD=/usr/local/lib/camera.so'
+        echo 'export CAMERA_PICTURES=/frames/enrolment CAMERA_FORMAT=GREY CAMERA_BURST=1'
+        commands_of deployment.md "Enrol at the camera" | sed 's|/dev/video0|/dev/double|'
+    } | follow "$here" "^user 9, palm 0 is enrolled" /root
+    printed "recognised: user 9, palm 0"
 }
 
 # A store that may be wanted is left by a removal, not by a purge.
@@ -210,6 +245,12 @@ try_emulated() {
         --answers "$trial/root/usr/share/brairu/answers" > "$trial/output" 2>&1 ||
         fail "brairu-conformance"
     echo "ok  brairu-conformance: $(tail -1 "$trial/output")"
+    mkdir "$trial/store"
+    sed -i "s|\"/var/lib/brairu|\"$trial/store|" "$trial/brairu.json"
+    "$1" -L "build/arm/sysroot-$architecture" -cpu "$2" -E LD_LIBRARY_PATH="$libraries" \
+        "$trial/root/usr/bin/brairu" --config "$trial/brairu.json" doctor \
+        > "$trial/output" 2>&1 || fail "brairu doctor"
+    echo "ok  brairu doctor: $(grep -m 1 "faults" "$trial/output")"
 }
 
 try_abroad() {
@@ -234,10 +275,12 @@ try_here() {
     moves_the_store
     install_packages "/packages/$(cd "$built" && ls libbrairu-dev_*.deb)" gcc libc6-dev pkg-config
     serves_a_host
+    reads_videos
     explains_itself
     follows_the_quick_start
     looks_after_a_store
     upgrades
+    install_packages systemd
     makes_a_service
     goes_when_told
 }

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iomanip>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "store/palmTemplate.h"
 #include "store/sqlite.h"
 #include "store/templateStore.h"
+#include "support/modelContainer.h"
 #include "support/temporaryFolder.h"
 
 namespace brairu::test {
@@ -100,6 +102,24 @@ TEST_F(FileFormatsPage, ShowsTheTable) {
     ASSERT_TRUE(schema.stepToRow());
     const auto sql = schema.blobAt(0);
     EXPECT_THAT(page(), HasSubstr(std::string(sql.begin(), sql.end())));
+}
+
+TEST(FileFormats, ShowTheContainerOfAModel) {
+    std::string model(2048, '\0');
+    std::iota(model.begin(), model.end(), '\0');
+    const std::string container = sealedModel(model, {0, 1, 2, 3, 4, 5, 6, 7});
+    for (const std::size_t offset : {0, 16, 1024}) {
+        EXPECT_THAT(page(), HasSubstr(dumpLine(container, offset)));
+    }
+}
+
+TEST(FileFormats, ShowAConfigurationAsItIsSaved) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("brairu.json", R"({"feature":{"auth_threshold":0.7}})");
+    ConfigStore config;
+    ASSERT_TRUE(config.load(path));
+    config.save();
+    EXPECT_THAT(page(), HasSubstr("```json\n" + readFile(path) + "\n```"));
 }
 
 }  // namespace
