@@ -141,6 +141,7 @@ void FeatureCacheFile::unmap() {
 
 void FeatureCacheFile::flushLater() {
     if (mapping_ != nullptr) {
+        markIfUnnoted();
         ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_ASYNC);
     }
 }
@@ -164,6 +165,10 @@ bool FeatureCacheFile::isInside(std::int64_t slot) const {
     return slot >= 0 && slot < std::int64_t{capacity_};
 }
 
+bool FeatureCacheFile::fits(std::int64_t slot, std::span<const std::int8_t> record) const {
+    return isInside(slot) && record.size() == recordSize_;
+}
+
 bool FeatureCacheFile::hasSlot(std::int64_t slot) const {
     return isMapped() && isInside(slot);
 }
@@ -173,9 +178,10 @@ std::int8_t* FeatureCacheFile::writableRecord(std::size_t slot) {
 }
 
 bool FeatureCacheFile::put(std::int64_t slot, std::span<const std::int8_t> record) {
-    if (!beginChange() || !place(slot, record)) {
+    if (!fits(slot, record) || !beginChange()) {
         return false;
     }
+    place(slot, record);
     flushLater();
     return true;
 }
@@ -184,15 +190,16 @@ bool FeatureCacheFile::beginChange() {
     if (!isMapped()) {
         return false;
     }
-    if (!note_.leave()) {
-        mark();
-    }
+    unnoted_ = !note_.leave();
+    markIfUnnoted();
     return true;
 }
 
 void FeatureCacheFile::doubt() {
     doubted_ = true;
-    beginChange();
+    if (beginChange()) {
+        flushLater();
+    }
 }
 
 bool FeatureCacheFile::hasMark() const {
@@ -201,13 +208,15 @@ bool FeatureCacheFile::hasMark() const {
 }
 
 // The last free slot: the next palms take the first ones.
-void FeatureCacheFile::mark() {
+void FeatureCacheFile::markIfUnnoted() {
+    if (!unnoted_) {
+        return;
+    }
     std::uint8_t* const end = mapping_ + capacity_;
     const auto last = std::find_if(std::reverse_iterator(end), std::reverse_iterator(mapping_),
                                    [](std::uint8_t flag) { return flag != kOccupied; });
     if (last.base() != mapping_) {
         *last = kInDoubt;
-        flushLater();
     }
 }
 
@@ -216,7 +225,7 @@ void FeatureCacheFile::removeMark() {
 }
 
 bool FeatureCacheFile::place(std::int64_t slot, std::span<const std::int8_t> record) {
-    if (mapping_ == nullptr || lost_ || !isInside(slot) || record.size() != recordSize_) {
+    if (mapping_ == nullptr || lost_ || !fits(slot, record)) {
         return false;
     }
     const auto index = static_cast<std::size_t>(slot);
@@ -236,7 +245,7 @@ bool FeatureCacheFile::get(std::int64_t slot, std::vector<std::int8_t>& record) 
 }
 
 bool FeatureCacheFile::holds(std::int64_t slot, std::span<const std::int8_t> record) const {
-    if (mapping_ == nullptr || !isInside(slot) || record.size() != recordSize_) {
+    if (mapping_ == nullptr || !fits(slot, record)) {
         return false;
     }
     const auto index = static_cast<std::size_t>(slot);
@@ -272,19 +281,29 @@ bool FeatureCacheFile::clear() {
         return false;
     }
     std::fill_n(mapping_, capacity_, std::uint8_t{0});
+    markIfUnnoted();
     ::msync(mapping_, capacity_, MS_SYNC);
     return true;
 }
 
+// The mark goes when the rest is on the disk: pages reach it in no order.
 void FeatureCacheFile::settle() {
-    if (!isMapped()) {
+    if (!isMapped() || !isFlushed()) {
         return;
     }
-    removeMark();
-    if (::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0) {
-        note_.withdraw();
-        doubted_ = false;
+    if (hasMark()) {
+        removeMark();
+        if (!isFlushed()) {
+            return;
+        }
     }
+    note_.withdraw();
+    doubted_ = false;
+    unnoted_ = false;
+}
+
+bool FeatureCacheFile::isFlushed() const {
+    return ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0;
 }
 
 int FeatureCacheFile::close() {

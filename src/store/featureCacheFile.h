@@ -113,7 +113,9 @@ private:
     bool map(const char* fault);
     void unmap();
     bool hasMark() const;
-    void mark();
+    bool fits(std::int64_t slot, std::span<const std::int8_t> record) const;
+    bool isFlushed() const;
+    void markIfUnnoted();
     void removeMark();
 
     std::string path_;
@@ -126,6 +128,7 @@ private:
     mutable bool lost_ = false;  // was found cut
     std::uint64_t openedSize_ = 0;
     bool doubted_ = false;
+    bool unnoted_ = false;  // a change began for which no note could be left
 };
 
 }  // namespace brairu

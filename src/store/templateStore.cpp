@@ -93,6 +93,11 @@ bool bindKey(SqliteStatement& insert, const PvaUserKey& key, const SqliteConnect
     return insert.bind(2, key.palmindex) || reportBindFault("palmindex", connection);
 }
 
+// Rows beyond the cache are not mirrored.
+bool hasSlots(std::int64_t rowsBefore) {
+    return rowsBefore >= 0 && rowsBefore < kMirroredPalms;
+}
+
 }  // namespace
 
 std::string cacheFileName(std::string searchIndexPath) {
@@ -163,16 +168,15 @@ std::size_t TemplateStore::featureLength() {
 // others.
 void TemplateStore::mirror(std::int64_t rowsBefore, std::span<const std::uint8_t> blob,
                            std::size_t length) {
-    if (cache_.beginChange()) {
+    if (hasSlots(rowsBefore) && cache_.beginChange()) {
         place(rowsBefore, blob, length);
         cache_.flushLater();
     }
 }
 
-// Rows beyond the cache are not mirrored.
 void TemplateStore::place(std::int64_t rowsBefore, std::span<const std::uint8_t> blob,
                           std::size_t length) {
-    if (rowsBefore < 0 || rowsBefore >= kMirroredPalms) {
+    if (!hasSlots(rowsBefore)) {
         return;
     }
     std::size_t offset = 0;

@@ -53,9 +53,9 @@ Sibling::Sibling(const std::string& path) : name_(path + ".XXXXXX") {
     if (isPlainFile(path, original) && ::access(path.c_str(), W_OK) == 0) {
         const int made = ::mkostemp(name_.data(), O_CLOEXEC);
         made_ = made >= 0;
-        refusedByDisk_ = !made_ && isDiskFault(errno);
         fd_.reset(offStandardStreams(made));
         ready_ = fd_.isOpen() && resemble(original);
+        refusedByDisk_ = !ready_ && isDiskFault(errno);
     }
 }
 

@@ -18,6 +18,7 @@
 namespace {
 
 int renamingFault = 0;  // rename fails with this errno
+int rightsFault = 0;    // fchmod fails with this errno
 
 }  // namespace
 
@@ -28,6 +29,15 @@ BRAIRU_INTERPOSED int rename(const char* from, const char* to) noexcept {
         return -1;
     }
     return brairu::test::next<Function>("rename")(from, to);
+}
+
+BRAIRU_INTERPOSED int fchmod(int fd, mode_t mode) noexcept {
+    using Function = int(int, mode_t);
+    if (rightsFault != 0) {
+        errno = rightsFault;
+        return -1;
+    }
+    return brairu::test::next<Function>("fchmod")(fd, mode);
 }
 
 namespace brairu {
@@ -223,6 +233,25 @@ TEST_F(FileReplacement, KeepsTheOldTextWhereTheDiskRefusesTheRenaming) {
         EXPECT_EQ(readFile(path), "old");
         EXPECT_EQ(filesIn(folder_.path()), 1u);
     }
+}
+
+TEST_F(FileReplacement, KeepsTheOldTextWhereTheDiskRefusesTheRights) {
+    const std::string path = folder_.write("file", "old");
+    for (const int fault : {ENOSPC, EDQUOT, EIO}) {
+        rightsFault = fault;
+        EXPECT_FALSE(replaceFile(path, "new"));
+        rightsFault = 0;
+        EXPECT_EQ(readFile(path), "old");
+        EXPECT_EQ(filesIn(folder_.path()), 1u);
+    }
+}
+
+TEST_F(FileReplacement, WritesInPlaceWhereTheRightsCannotBeGiven) {
+    const std::string path = folder_.write("file", "old");
+    rightsFault = EPERM;
+    EXPECT_TRUE(replaceFile(path, "new"));
+    rightsFault = 0;
+    EXPECT_EQ(readFile(path), "new");
 }
 
 TEST_F(FileReplacement, LeavesAReadOnlyFileAlone) {

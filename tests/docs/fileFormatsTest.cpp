@@ -115,7 +115,8 @@ TEST(FileFormats, ShowTheContainerOfAModel) {
 
 TEST(FileFormats, ShowAConfigurationAsItIsSaved) {
     const TemporaryFolder folder;
-    const std::string path = folder.write("brairu.json", R"({"feature":{"auth_threshold":0.7}})");
+    const std::string path =
+        folder.write("brairu.json", R"({"feature":{"auth_threshold":0.7},"debug":false})");
     ConfigStore config;
     ASSERT_TRUE(config.load(path));
     config.save();

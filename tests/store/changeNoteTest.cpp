@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "storeTest.h"
 
@@ -96,6 +97,12 @@ protected:
         const auto capacity = static_cast<std::uint32_t>(kMirroredPalms * centres_);
         FeatureCacheFile(cachePath(), capacity, kBlockBytes)
             .put(slot, std::vector<std::int8_t>(kBlockBytes, 1));
+    }
+    // The same behind the back of the cache, which leaves neither note nor mark.
+    void spoilUnnoted(int slot) const {
+        std::fstream file(cachePath(), std::ios::binary | std::ios::in | std::ios::out);
+        file.seekp(kMirroredPalms * centres_ + slot * static_cast<std::int64_t>(kBlockBytes));
+        file << std::string(kBlockBytes, '\1');
     }
     // The flag of one slot, set where that of another was.
     void misplace(int from, int to) const {
@@ -370,6 +377,26 @@ TEST_F(UnnotedRefusalTest, IsRememberedThroughLaterEnrolments) {
     start();
     EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
     EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(20)));
+}
+
+// The numbers of palms differ; then not all of the new cache reaches the disk.
+TEST_F(UnnotedRefusalTest, ARebuildThatIsBrokenOffIsRepeatedByTheNextProcess) {
+    store_.reset();
+    database().run("DELETE FROM userInfo WHERE palmindex = 1;");
+    start();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+    store_.reset();
+    spoilUnnoted(1);
+    start();
+    EXPECT_THAT(takeLog(), ElementsAre(kRebuild, kReady));
+    EXPECT_EQ(recordOf(1), searchBlockOf(templateOf(20)));
+}
+
+TEST_F(UnnotedRefusalTest, AChangeOfTheLastFreeSlotsLeavesTheMark) {
+    database().run("UPDATE sqlite_sequence SET seq = 9999;");
+    ASSERT_TRUE(store().insertPalm(keyOf(1, 3), templateOf(30)));
+    ASSERT_TRUE(store().removePalm(1, 3));
+    EXPECT_EQ(store().cache()->flags()[9999], FeatureCacheFile::kInDoubt);
 }
 
 // As if the process had been killed before the table refused.

@@ -97,6 +97,14 @@ TEST_F(Videos, LeaveOutAndRepeatNoneOfFramesThatComeUnevenly) {
     EXPECT_THAT(greysOf(*openVideo(path)), ElementsAre(1, 2, 3, 4));
 }
 
+TEST_F(Videos, MayHaveFramesThatAreNearerThanTheirRate) {
+    const std::string path =
+        video("hand.mkv", {1, 2, 3, 4, 5, 6, 7, 8, 9},
+              "-vf \"settb=1/1000,setpts='40*N-if(eq(mod(N,3),2),32,0)'\" -fps_mode passthrough "
+              "-enc_time_base 1/1000 -c:v ffv1");
+    EXPECT_THAT(greysOf(*openVideo(path)), ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
+}
+
 TEST_F(Videos, StandAsTheSensorHasThem) {
     const std::string upright = video("upright.mp4", {90}, "-c:v mpeg4 -q:v 1");
     const std::string turned = folder.file("turned.mp4");

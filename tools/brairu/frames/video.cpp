@@ -26,7 +26,7 @@ constexpr char kProgram[] = "ffmpeg";
 // Every frame of the first video track as a grey PGM picture, one after the other. The file is named
 // as one, so that no colon in its name makes an address of it, and what stands in it cannot make
 // ffmpeg reach into a network. Grey stays as it is: it is not stretched from a narrow range to a
-// full one.
+// full one. When frames were taken is left out: ffmpeg would complain about times that are too near.
 std::vector<std::string> commandFor(const std::string& name) {
     return {kProgram,
             "-nostdin",
@@ -40,7 +40,7 @@ std::vector<std::string> commandFor(const std::string& name) {
             "-map",
             "0:v:0",
             "-vf",
-            "scale=in_range=full:out_range=full",
+            "scale=in_range=full:out_range=full,setpts=N/TB",
             "-fps_mode",
             "passthrough",
             "-pix_fmt",
