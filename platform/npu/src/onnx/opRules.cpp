@@ -185,17 +185,6 @@ Value batchNormalization(NodeView& node) {
     return activationOf(input.dims);
 }
 
-Value instanceNormalization(NodeView& node) {
-    node.requireInputs(3, 3);
-    const Value& input = node.activation(0);
-    for (std::size_t i = 1; i < 3; ++i) {
-        require(node.constant(i, ElementType::kFloat).dims == Dims{channelsOf(input)},
-                "its parameters do not fit its channels");
-    }
-    require(node.real("epsilon", 1e-5F) > 0.0F, "its epsilon is not positive");
-    return activationOf(input.dims);
-}
-
 bool broadcastsInto(const Dims& from, const Dims& into) {
     if (from.size() > into.size())
         return false;
@@ -424,7 +413,6 @@ OpRule opRule(std::string_view op) {
         {"Flatten", flatten},
         {"Gemm", fullyConnected},
         {"GlobalAveragePool", globalAverage},
-        {"InstanceNormalization", instanceNormalization},
         {"LeakyRelu", leakyRelu},
         {"MaxPool", maxPooling},
         {"Mul", commutative},
