@@ -6,7 +6,6 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -681,36 +680,6 @@ TEST_F(Exporting, AFileThatIsNotKeptLeavesNothing) {
         EXPECT_TRUE(fs::exists(file.workingPath()));
     }
     EXPECT_TRUE(fs::is_empty(folder.path()));
-}
-
-// The most memory that this process ever held.
-long mostKilobytes() {
-    rusage used{};
-    ::getrusage(RUSAGE_SELF, &used);
-    return used.ru_maxrss;
-}
-
-TEST(Backup, HoldsTheDatabaseTwiceInMemoryAtMost) {
-    constexpr long kKilobytes = 67108864 / 1024;
-    const TemporaryFolder folder;
-    const std::string path = folder.file("large.db");
-    {
-        SqliteConnection large;
-        ASSERT_EQ(large.open(path), SQLITE_OK);
-        large.execute("CREATE TABLE t(x); INSERT INTO t VALUES (zeroblob(67108864));");
-    }
-    EXPECT_EQ(statusOf([&] {
-                  const ReadOnlyDatabase database(path);
-                  PrivateFile file(folder.file("backup.db"));
-                  const long before = mostKilobytes();
-                  database.copyInMemory().visitFileContent(
-                      [&](std::string_view content) { file.write(content); });
-                  EXPECT_GE(mostKilobytes() - before, kKilobytes);
-                  EXPECT_LT(mostKilobytes() - before, kKilobytes * 5 / 2);
-                  file.keep();
-              }),
-              0);
-    EXPECT_EQ(fs::file_size(folder.file("backup.db")), fs::file_size(path));
 }
 
 }  // namespace
