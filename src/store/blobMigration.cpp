@@ -17,14 +17,16 @@ void printFault(const char* prefix, const std::string& text) {
 
 void ignoreFault(const char*, const std::string&) {}
 
-// Undone at the end of its life unless committed.
+// Undone at the end of its life unless committed. Where it cannot be undone, for want of memory, the
+// connection goes with it: whatever was reported on it later would never be committed.
 class Transaction {
 public:
     explicit Transaction(SqliteConnection& connection)
         : connection_(connection), running_(connection.execute("BEGIN;") == SQLITE_OK) {}
     ~Transaction() {
-        if (running_) {
-            connection_.execute("ROLLBACK;");
+        if (running_ && connection_.execute("ROLLBACK;") != SQLITE_OK &&
+            connection_.isInTransaction()) {
+            connection_.close();
         }
     }
     Transaction(const Transaction&) = delete;

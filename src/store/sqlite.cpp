@@ -29,6 +29,10 @@ int SqliteConnection::execute(const char* sql) {
     return isOpen() ? sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) : SQLITE_MISUSE;
 }
 
+bool SqliteConnection::isInTransaction() const {
+    return isOpen() && sqlite3_get_autocommit(handle_) == 0;
+}
+
 // Without a connection the text is the one that SQLite itself has for that case.
 std::string SqliteConnection::errorText() const {
     return isOpen() ? sqlite3_errmsg(handle_) : sqlite3_errstr(SQLITE_NOMEM);

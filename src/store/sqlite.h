@@ -34,6 +34,9 @@ public:
     // Runs a statement without results. Returns SQLite's result code.
     int execute(const char* sql);
 
+    // Whether a BEGIN was neither committed nor undone.
+    bool isInTransaction() const;
+
     // SQLite's text for the last fault.
     std::string errorText() const;
 

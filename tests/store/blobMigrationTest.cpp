@@ -175,5 +175,22 @@ TEST_F(BlobMigrationTest, LeavesNoTransactionBehind) {
     EXPECT_NE(sqlite3_get_autocommit(connection_.handle()), 0);
 }
 
+// As for want of memory. What is reported later must not hang on a transaction that nobody commits.
+TEST_F(BlobMigrationTest, ATransactionThatCannotBeUndoneTakesTheConnectionWithIt) {
+    add(1, templateOf(1));
+    database().run(
+        "CREATE TRIGGER refuse BEFORE UPDATE ON userInfo BEGIN "
+        "SELECT RAISE(ABORT, 'no'); END;");
+    const auto forbidRollback = [](void*, int action, const char* what, const char*, const char*,
+                                   const char*) {
+        return action == SQLITE_TRANSACTION && std::string(what) == "ROLLBACK" ? SQLITE_DENY
+                                                                               : SQLITE_OK;
+    };
+    sqlite3_set_authorizer(connection_.handle(), forbidRollback, nullptr);
+    EXPECT_EQ(migrate(3092, false), "Cannot prepare statement: out of memory\n");
+    EXPECT_FALSE(connection_.isOpen());
+    EXPECT_EQ(database().blob(1), templateOf(1));
+}
+
 }  // namespace
 }  // namespace brairu::test
