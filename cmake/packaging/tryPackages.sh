@@ -73,6 +73,9 @@ draw_palms() {
     cp "$trial/frames/0L_20.png" "$here/frames/known.png"
     cp "$trial/frames/1L_20.png" "$here/frames/stranger.png"
     { printf 'P5\n640 480\n255\n'; head -c 307200 /dev/zero; } > "$here/frames/dark.pgm"
+    mkdir "$here/frames/camera"
+    ffmpeg -nostdin -loglevel error -pattern_type glob -i "$trial/frames/0L_*.png" -pix_fmt gray \
+        "$here/frames/camera/%02d.pgm"
     ffmpeg -nostdin -loglevel error -pattern_type glob -i "$trial/frames/0L_2?.png" -c:v mjpeg \
         -q:v 2 "$here/frames/known.avi"
 }
@@ -208,7 +211,7 @@ enrols_at_a_camera() {
         frames.c -ldl -o /usr/local/lib/camera.so && chmod -R a+rX /frames'
     {
         echo 'systemctl() { :; }; export LD_PRELOAD=/usr/local/lib/camera.so'
-        echo 'export CAMERA_PICTURES=/frames/enrolment CAMERA_FORMAT=GREY CAMERA_BURST=1'
+        echo 'export CAMERA_PICTURES=/frames/camera CAMERA_FORMAT=GREY CAMERA_BURST=1'
         commands_of deployment.md "Enrol at the camera" | sed 's|/dev/video0|/dev/double|'
     } | follow "$here" "^user 9, palm 0 is enrolled" /root
     printed "recognised: user 9, palm 0"
