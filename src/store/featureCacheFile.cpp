@@ -140,7 +140,7 @@ void FeatureCacheFile::unmap() {
 }
 
 void FeatureCacheFile::flushLater() {
-    if (mapping_ != nullptr) {
+    if (mapping_ != nullptr && !lost_) {
         markIfUnnoted();
         ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_ASYNC);
     }

@@ -422,6 +422,22 @@ TEST_F(SharedCache, CutBehindTheFlagsIsRebuiltThoughNothingElseChanged) {
     expectLossAlone(10000 + 4096);
 }
 
+// The mark, which stands for the note, must not be written behind the end of the file.
+TEST_F(SharedCache, CutToNothingIsSurvivedByFurtherStartsWhereNoNoteCanBeLeft) {
+    enrolThree();
+    std::filesystem::remove(cachePath() + ".changed");
+    std::filesystem::create_symlink("missing/note", cachePath() + ".changed");
+    freshly([&] {
+        start();
+        EXPECT_EQ(addUser(4), 1);
+        std::filesystem::resize_file(cachePath(), 0);
+        start();
+        start();
+        EXPECT_EQ(userOf(1), 0);
+    });
+    expectRecognised({1, 2, 3, 4});
+}
+
 TEST_F(SharedCache, CutInTheRecordsIsSurvivedAndRebuilt) {
     expectLoss([&] { std::filesystem::resize_file(cachePath(), 10000 + 4096); });
 }
