@@ -18,6 +18,9 @@ public:
     // there already. False where that cannot be done: it is tried again at the next call.
     bool leave();
 
+    // Whether the last attempt left it, and it was not withdrawn since.
+    bool isLeft() const { return left_; }
+
     // Once the cache is known to be right and is on the disk.
     void withdraw();
 

@@ -35,11 +35,6 @@ int errorOf(const Call& call) {
     return error;
 }
 
-// What a write to the mapping would meet as well.
-bool isFaultOfDisk(int error) {
-    return isDiskFault(error) || error == EFBIG;
-}
-
 // Takes the disk space of the whole file before the file has its size: a full disk is met here and
 // not by a write to the mapping, which would end the process. Where the file system cannot do this,
 // what the file is to grow by is written instead, from its old end on: cut short, it is not yet of
@@ -57,7 +52,8 @@ bool reserve(int fd, std::uint64_t oldSize, std::uint64_t size) {
     if (error != 0) {
         errno = error;
     }
-    return !isFaultOfDisk(error);
+    const bool writesWouldMeetItToo = isDiskFault(error) || error == EFBIG;
+    return !writesWouldMeetItToo;
 }
 
 // A file that could not be filled must not pass for a full one at the next start.
@@ -132,9 +128,8 @@ bool FeatureCacheFile::map(const char* fault) {
 void FeatureCacheFile::unmap() {
     lost_ = false;
     if (mapping_ != nullptr) {
-        const auto size = static_cast<std::size_t>(fileSize_);
-        ::msync(mapping_, size, MS_SYNC);
-        ::munmap(mapping_, size);
+        (void)flush();
+        ::munmap(mapping_, static_cast<std::size_t>(fileSize_));
         mapping_ = nullptr;
     }
 }
@@ -190,7 +185,7 @@ bool FeatureCacheFile::beginChange() {
     if (!isMapped()) {
         return false;
     }
-    unnoted_ = !note_.leave();
+    note_.leave();
     markIfUnnoted();
     return true;
 }
@@ -209,7 +204,7 @@ bool FeatureCacheFile::hasMark() const {
 
 // The last free slot: the next palms take the first ones.
 void FeatureCacheFile::markIfUnnoted() {
-    if (!unnoted_) {
+    if (note_.isLeft()) {
         return;
     }
     std::uint8_t* const end = mapping_ + capacity_;
@@ -288,21 +283,20 @@ bool FeatureCacheFile::clear() {
 
 // The mark goes when the rest is on the disk: pages reach it in no order.
 void FeatureCacheFile::settle() {
-    if (!isMapped() || !isFlushed()) {
+    if (!isMapped() || !flush()) {
         return;
     }
     if (hasMark()) {
         removeMark();
-        if (!isFlushed()) {
+        if (!flush()) {
             return;
         }
     }
     note_.withdraw();
     doubted_ = false;
-    unnoted_ = false;
 }
 
-bool FeatureCacheFile::isFlushed() const {
+bool FeatureCacheFile::flush() {
     return ::msync(mapping_, static_cast<std::size_t>(fileSize_), MS_SYNC) == 0;
 }
 

@@ -86,8 +86,8 @@ public:
 
     // Whether the mapping can be used. Asks for the file's size: to touch a page behind the end of a
     // file that another process has cut would end this one. Such a file counts as unmapped from
-    // then on, even if it grows again, and the next process is told; the first time is logged. A cut between this answer and the
-    // use that follows is not noticed.
+    // then on, even if it grows again, and the next process is told; the first time is logged. A cut
+    // between this answer and the use that follows is not noticed.
     bool isMapped() const;
 
     // The size that the file had when it was opened; 0 for a new one.
@@ -114,7 +114,7 @@ private:
     void unmap();
     bool hasMark() const;
     bool fits(std::int64_t slot, std::span<const std::int8_t> record) const;
-    bool isFlushed() const;
+    bool flush();
     void markIfUnnoted();
     void removeMark();
 
@@ -128,7 +128,6 @@ private:
     mutable bool lost_ = false;  // was found cut
     std::uint64_t openedSize_ = 0;
     bool doubted_ = false;
-    bool unnoted_ = false;  // a change began for which no note could be left
 };
 
 }  // namespace brairu

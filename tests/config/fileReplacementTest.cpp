@@ -67,6 +67,18 @@ bool isRoot() {
 
 class FileReplacement : public testing::Test {
 protected:
+    // Whatever a disk that is full or broken answers to the call of this fault.
+    void expectTheOldText(int& fault) const {
+        const std::string path = folder_.write("file", "old");
+        for (const int error : {ENOSPC, EDQUOT, EIO}) {
+            fault = error;
+            EXPECT_FALSE(replaceFile(path, "new"));
+            fault = 0;
+            EXPECT_EQ(readFile(path), "old");
+            EXPECT_EQ(filesIn(folder_.path()), 1u);
+        }
+    }
+
     TemporaryFolder folder_;
 };
 
@@ -225,25 +237,11 @@ TEST_F(FileReplacement, WritesInPlaceWhereTheNameCannotBeTaken) {
 }
 
 TEST_F(FileReplacement, KeepsTheOldTextWhereTheDiskRefusesTheRenaming) {
-    const std::string path = folder_.write("file", "old");
-    for (const int fault : {ENOSPC, EDQUOT, EIO}) {
-        renamingFault = fault;
-        EXPECT_FALSE(replaceFile(path, "new"));
-        renamingFault = 0;
-        EXPECT_EQ(readFile(path), "old");
-        EXPECT_EQ(filesIn(folder_.path()), 1u);
-    }
+    expectTheOldText(renamingFault);
 }
 
 TEST_F(FileReplacement, KeepsTheOldTextWhereTheDiskRefusesTheRights) {
-    const std::string path = folder_.write("file", "old");
-    for (const int fault : {ENOSPC, EDQUOT, EIO}) {
-        rightsFault = fault;
-        EXPECT_FALSE(replaceFile(path, "new"));
-        rightsFault = 0;
-        EXPECT_EQ(readFile(path), "old");
-        EXPECT_EQ(filesIn(folder_.path()), 1u);
-    }
+    expectTheOldText(rightsFault);
 }
 
 TEST_F(FileReplacement, WritesInPlaceWhereTheRightsCannotBeGiven) {

@@ -7,6 +7,7 @@
 #include "frames/frameFile.h"
 #include "frames/frameOptions.h"
 #include "frames/growingFolder.h"
+#include "support/pgm.h"
 #include "support/temporaryFolder.h"
 
 namespace brairu::tool {
@@ -19,7 +20,7 @@ using testing::IsEmpty;
 class Frames : public testing::Test {
 protected:
     std::string pgm(const std::string& name, std::uint8_t grey) const {
-        return folder.write(name, "P5\n4 2\n255\n" + std::string(8, static_cast<char>(grey)));
+        return folder.write(name, test::pgm(4, 2, std::string(8, static_cast<char>(grey))));
     }
     std::vector<std::string> namesIn(FrameSource& source) const {
         std::vector<std::string> names;

@@ -13,6 +13,7 @@
 #include "frames/frameOptions.h"
 #include "frames/stopSignals.h"
 #include "frames/video.h"
+#include "support/pgm.h"
 #include "support/temporaryFolder.h"
 #include "support/video.h"
 
@@ -42,9 +43,7 @@ private:
 };
 
 std::string pgm(std::uint8_t grey) {
-    const std::string head =
-        "P5\n" + std::to_string(kWidth) + " " + std::to_string(kHeight) + "\n255\n";
-    return head + std::string(kWidth * kHeight, static_cast<char>(grey));
+    return test::pgm(kWidth, kHeight, std::string(kWidth * kHeight, static_cast<char>(grey)));
 }
 
 std::vector<int> greysOf(FrameSource& source) {

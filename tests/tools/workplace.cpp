@@ -13,6 +13,7 @@
 #include <fstream>
 #include <utility>
 
+#include "support/pgm.h"
 #include "support/video.h"
 
 namespace brairu::test {
@@ -128,10 +129,8 @@ std::string ToolPlace::video(const std::string& name,
 }
 
 std::string ToolPlace::picture(const std::string& name, const cv::Mat& luma) const {
-    const std::string header =
-        "P5\n" + std::to_string(luma.cols) + " " + std::to_string(luma.rows) + "\n255\n";
-    return write(name,
-                 header + std::string(reinterpret_cast<const char*>(luma.data), luma.total()));
+    const std::string bytes(reinterpret_cast<const char*>(luma.data), luma.total());
+    return write(name, pgm(luma.cols, luma.rows, bytes));
 }
 
 ToolRun ToolPlace::enrol(int person) const {

@@ -13,7 +13,7 @@
 #include <new>
 #include <sstream>
 
-#include "pipe.h"
+#include "childProcess.h"
 
 namespace brairu::tool {
 namespace {
@@ -104,13 +104,6 @@ std::string collected(int descriptor, int shownOn) {
         lines.append(piece.data(), static_cast<std::size_t>(bytes));
         lines.erase(0, lines.size() > kKeptBytes ? lines.size() - kKeptBytes : 0);
     }
-}
-
-int waitFor(pid_t child) {
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return status;
 }
 
 std::optional<Ending> readVerdict(int descriptor) {

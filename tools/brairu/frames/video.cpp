@@ -15,8 +15,8 @@
 #include <system_error>
 #include <vector>
 
+#include "childProcess.h"
 #include "fault.h"
-#include "pipe.h"
 
 namespace brairu::tool {
 namespace {
@@ -126,7 +126,7 @@ public:
     ~Decoder() {
         if (process_ > 0) {
             ::kill(process_, SIGKILL);
-            (void)wait();
+            (void)waitFor(process_);
         }
     }
     Decoder(const Decoder&) = delete;
@@ -136,7 +136,8 @@ public:
 
     // Waits for its end. Nothing where it has nothing to complain about.
     std::optional<std::string> fault(const std::string& name) {
-        const int status = wait();
+        const int status = waitFor(process_);
+        process_ = 0;
         const std::string line = firstLine(faults_.get(), name);
         if (!line.empty()) {
             return line;
@@ -149,14 +150,6 @@ private:
     struct Closing {
         void operator()(std::FILE* file) const { (void)std::fclose(file); }
     };
-
-    int wait() {
-        int status = 0;
-        while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
-        }
-        process_ = 0;
-        return status;
-    }
 
     FileDescriptor faults_;
     pid_t process_ = 0;

@@ -1,10 +1,12 @@
-// A pipe between two processes.
+// A process that another one starts: the pipe between the two, and its end.
 #pragma once
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 
 #include "fault.h"
 #include "utils/fileDescriptor.h"
@@ -25,5 +27,13 @@ struct Pipe {
     FileDescriptor read;
     FileDescriptor write;
 };
+
+// The status with which the child ends, as waitpid has it.
+inline int waitFor(pid_t child) {
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
 
 }  // namespace brairu::tool
