@@ -22,14 +22,18 @@ models: build
 
 # Measures the shipped networks against their goals, on rendered people whom no training saw; tables
 # and pictures go to build/eval. PEOPLE search a gallery of both palms of these and of BYSTANDERS.
+# PHOTOGRAPHS is a folder of real hands; INDEX tells whose they are.
 EVALUATE = $(RELEASE)/brairu eval --seed $(or $(SEED),900001)
 
 eval: build
-	$(EVALUATE) --scenario enrolment --rendered $(or $(PEOPLE),200) --handless 600 \
+	$(EVALUATE) --scenario enrolment --rendered $(or $(PEOPLE),200) --handless $(or $(HANDLESS),3000) \
 		--report build/eval/enrolment
 	$(EVALUATE) --scenario hard --rendered $(or $(PEOPLE),1000) \
 		--bystanders $(or $(BYSTANDERS),4000) --handless $(or $(HANDLESS),3000) \
 		--report build/eval/hard
+	$(EVALUATE) --scenario hard --any-camera --rendered $(or $(PEOPLE),200) \
+		--report build/eval/anyCamera
+	$(if $(PHOTOGRAPHS),training/evaluatePhotographs.sh $(PHOTOGRAPHS) $(INDEX))
 
 # Draws the pictures of docs/configuration.md anew; the shipped networks see rendered frames.
 pictures: configured

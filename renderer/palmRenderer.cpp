@@ -267,6 +267,8 @@ RenderedFrame render(const PalmIdentity& identity, const CaptureConditions& cond
     RenderedFrame frame{};
     frame.luma = photograph(&hand, &identity, {conditions, camera, size, identity.albedo});
     frame.keyPoints = keyPointsIn(identity, conditions, size);
+    const auto [wrist, tip] = lengthwise(identity.shape, conditions);
+    frame.handLength = static_cast<float>(cv::norm(camera.toFrame(tip) - camera.toFrame(wrist)));
     frame.hasHand = true;
     return frame;
 }

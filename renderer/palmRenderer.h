@@ -16,6 +16,8 @@ struct RenderedFrame {
     cv::Mat luma;
     // Frame pixels, possibly outside the frame; meaningless without a hand.
     std::array<cv::Point2f, 7> keyPoints;
+    // From the wrist's crease to the tip of the middle finger, frame pixels.
+    float handLength;
     bool hasHand;
 };
 

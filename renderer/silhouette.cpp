@@ -8,6 +8,8 @@ namespace {
 
 constexpr float kPi = static_cast<float>(CV_PI);
 constexpr float kDegree = kPi / 180.0f;
+// Where the wrist's crease lies, in palm coordinates of a palm of usual length.
+constexpr float kWrist = -1.18f;
 // How far below the wrist the forearm ends: farther than any frame reaches.
 constexpr float kElbow = 6.0f;
 
@@ -137,9 +139,9 @@ Curve palmOutline(const HandShape& shape) {
                                            {0.52f + 0.5f * little, -0.32f * s},
                                            {0.52f + little, -0.60f * s},
                                            {0.46f + little, -0.92f * s},
-                                           {wrist, -1.18f * s}},
+                                           {wrist, kWrist * s}},
                                           6);
-    const Curve flankThumb = smoothCurve({{-wrist, -1.18f * s},
+    const Curve flankThumb = smoothCurve({{-wrist, kWrist * s},
                                           {-0.46f - thenar, -0.95f * s},
                                           {-0.56f - thenar, -0.68f * s},
                                           {-0.53f, -0.40f * s},
@@ -432,6 +434,12 @@ Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions)
         addRing(hand, shape.fingers[finger], poseOf(conditions, finger), conditions.wear.ringTone);
     }
     return hand;
+}
+
+std::array<cv::Point2f, 2> lengthwise(const HandShape& shape, const CaptureConditions& conditions) {
+    constexpr std::size_t kMiddleFinger = 1;
+    const FingerLine finger(shape.fingers[kMiddleFinger], poseOf(conditions, kMiddleFinger));
+    return {cv::Point2f(0.0f, kWrist * shape.palmLength), finger.at(1.0f)};
 }
 
 Silhouette otherSkin(const HandShape& shape, const CaptureConditions& conditions, Random& random) {

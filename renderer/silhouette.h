@@ -5,6 +5,9 @@
 #include "renderer/palmIdentity.h"
 #include "renderer/random.h"
 
+#include <opencv2/core.hpp>
+
+#include <array>
 #include <vector>
 
 namespace brairu {
@@ -30,6 +33,10 @@ struct Silhouette {
 
 // An open hand with its forearm running out towards -y.
 Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions);
+
+// From the wrist's crease to the tip of the middle finger as it is held; the length of the hand as
+// ISO 7250-1 has it.
+std::array<cv::Point2f, 2> lengthwise(const HandShape& shape, const CaptureConditions& conditions);
 
 // Skin that is no open palm: forearm, fist, the hand of a sign with folded fingers, the back of a
 // hand, a face, a shapeless patch; or a thing that has something of a hand.

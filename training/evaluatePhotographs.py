@@ -17,8 +17,6 @@ import os
 import cv2
 import numpy as np
 
-from evaluate import accepted_at, equal_error, unit
-
 VALLEYS = ("index_middle", "middle_ring", "ring_little")
 TILE = 224
 
@@ -59,6 +57,23 @@ def report_valleys(captures, index):
     if offsets:
         print(f"valleys off by {100 * np.mean(offsets):.1f} % of the breadth of the finger bases, "
               f"95 % within {100 * np.quantile(offsets, 0.95):.1f} %")
+
+
+def unit(vectors):
+    vectors = vectors.astype(np.float32)
+    return vectors / np.maximum(np.linalg.norm(vectors, axis=-1, keepdims=True), 1e-6)
+
+
+def equal_error(genuine, impostor):
+    limits = np.unique(np.concatenate([genuine, np.quantile(impostor, np.linspace(0, 1, 20001))]))
+    misses = np.searchsorted(np.sort(genuine), limits) / len(genuine)
+    accepts = 1.0 - np.searchsorted(np.sort(impostor), limits) / len(impostor)
+    at = np.argmin(np.abs(misses - accepts))
+    return 100 * (misses[at] + accepts[at]) / 2
+
+
+def accepted_at(genuine, impostor, false_rate):
+    return 100 * np.mean(genuine > np.quantile(impostor, 1.0 - false_rate))
 
 
 def pairs(vectors, people):

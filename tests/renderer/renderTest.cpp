@@ -130,6 +130,21 @@ TEST(RenderTest, PalmBreadthIsAFractionOfTheShorterSide) {
     EXPECT_NEAR(std::hypot(inFrame.x, inFrame.y), 240.0f * std::hypot(inPalm.x, inPalm.y), 0.5f);
 }
 
+TEST(RenderTest, HandLengthRunsFromTheWristToTheTipOfTheMiddleFinger) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    const FingerShape& middle = palm.shape.fingers[1];
+    CaptureConditions conditions = plainCapture(palm, 0.4f, 0.0f);
+    conditions.lensBend = 0.0f;
+    conditions.fingerTurn[1] = -middle.splay - 0.5f * middle.bow;
+    conditions.fingerReach[1] = 1.0f;
+    const cv::Point2f tip = middle.base + cv::Point2f(0.0f, middle.length);
+    const float length = std::hypot(tip.x, tip.y + 1.18f * palm.shape.palmLength);
+    EXPECT_NEAR(render(palm, conditions, {640, 480}).handLength, 0.4f * 480.0f * length, 0.5f);
+    conditions.fingerReach[1] = 0.8f;
+    EXPECT_NEAR(render(palm, conditions, {640, 480}).handLength,
+                0.4f * 480.0f * (length - 0.2f * middle.length), 1.0f);
+}
+
 TEST(RenderTest, SkinIsBrighterThanABlackBackground) {
     const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
     CaptureConditions conditions = plainCapture(palm, 0.4f, 0.0f);

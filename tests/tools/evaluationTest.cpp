@@ -7,11 +7,13 @@
 #include <filesystem>
 #include <fstream>
 
+#include "evaluation/enrolmentCaptures.h"
 #include "evaluation/evaluationFolder.h"
 #include "evaluation/evaluationJson.h"
 #include "evaluation/evaluationSections.h"
 #include "evaluation/palmPictures.h"
 #include "fault.h"
+#include "match/registration.h"
 #include "report/printable.h"
 #include "report/table.h"
 #include "support/temporaryFolder.h"
@@ -198,6 +200,28 @@ TEST(Evaluation, NeedsTwoPalms) {
     }
 }
 
+// An enrolment of four captures: the first two, then each of the others as the third.
+TEST(EnrolmentCaptures, AreHeldAgainstTheFirstHalf) {
+    CaptureSet set = threePalms();
+    set.firstBystander = 1;
+    addCapture(set, 0, "anna_3.png", 0, 16);   // 0.9375 like the first
+    addCapture(set, 0, "anna_4.png", 0, 200);  // 0.47 like the second
+    addRefused(set, 0, "anna_5.png");
+    const EnrolmentCaptures captures = examineEnrolment(set, 4);
+    EXPECT_EQ(captures.similarity.count(), 6U);
+    EXPECT_NEAR(captures.similarity.largest(), 0.9375, 1e-4);
+    EXPECT_EQ(captures.later, 2U);
+    std::vector<std::uint64_t> refused;
+    for (const RepeatRow& row : captures.repeats) {
+        EXPECT_EQ(row.cap, dynamicSimilarityCap(row.level));
+        refused.push_back(row.refused);
+    }
+    EXPECT_THAT(refused, ElementsAre(1, 1, 1, 1));
+    set.captures[5 + 1].blocks = blocksOf(0, 32);  // 0.875
+    EXPECT_EQ(examineEnrolment(set, 4).repeats[0].refused, 0U);
+    EXPECT_EQ(examineEnrolment(set, 4).repeats[1].refused, 1U);
+}
+
 class ReportOfThreePalms : public testing::Test {
 protected:
     CaptureSet set = threePalms();
@@ -234,6 +258,34 @@ TEST_F(ReportOfThreePalms, CountsRefusedFramesIntoTheRatesOfTheRule) {
     const Section section = named(sections, "The configured rule");
     EXPECT_THAT(section.table.rows[0], ElementsAre("identification, one template", "0 %", "0 of 8",
                                                    "37.4 %", "0 %", "0 %", "16.7 %"));
+}
+
+TEST_F(ReportOfThreePalms, SaysWhatOtherThresholdsWouldDo) {
+    const Section section = named(sections, "Identification at other thresholds");
+    EXPECT_THAT(section.before, ElementsAre("All three blocks above one threshold."));
+    EXPECT_THAT(section.table.head,
+                ElementsAre("threshold", "FMR", "accepted", "95 % sure: at most", "FNMR"));
+    ASSERT_EQ(section.table.rows.size(), 7U);
+    EXPECT_THAT(section.table.rows[4], ElementsAre("0.70", "0 %", "0 of 8", "37.4 %", "0 %"));
+    EXPECT_THAT(section.table.rows[6], ElementsAre("0.80", "0 %", "0 of 8", "37.4 %", "100 %"));
+}
+
+TEST(Evaluation, SaysWhatAnEnrolmentRefuses) {
+    EvaluationPlan plan = usualPlan();
+    plan.maxCount = 2;
+    const CaptureSet set = threePalms();
+    const Evaluation evaluation(set, plan, kQuiet);
+    const Section section = named(sectionsOf(evaluation), "Captures of an enrolment");
+    EXPECT_THAT(section.before,
+                ElementsAre("Block 0 of two captures of one palm: 1 % of the pairs are less alike "
+                            "than 0.750, half than 0.750, 99 % than 0.750.",
+                            "Of 2 captures the first 1 are taken as they come; the next is refused "
+                            "while it is more alike to one of them than the cap. The level is 3."));
+    EXPECT_THAT(section.table.head, ElementsAre("dynamic_detection_level", "cap", "refused"));
+    EXPECT_THAT(section.table.rows,
+                ElementsAre(ElementsAre("1", "0.90", "0 %"), ElementsAre("2", "0.85", "0 %"),
+                            ElementsAre("3", "0.80", "0 %"), ElementsAre("4", "0.75", "0 %")));
+    EXPECT_EQ(jsonOf(evaluation)["enrolment"]["later"], 2);
 }
 
 TEST_F(ReportOfThreePalms, SaysWhenThresholdsCannotBeTold) {

@@ -40,6 +40,10 @@ EvaluationPlan planOf(const EvalOptions& options, ConfigDocument& config) {
     const int usual = options.rendered.people > 0 ? kUsualEnrolment : 0;
     plan.enrolment = static_cast<std::size_t>(options.enrolment < 0 ? usual : options.enrolment);
     plan.centres = readInt(config, "database", "regis_center_count");
+    plan.maxCount = readInt(config, "database", "regis_max_count");
+    if (config["handpose"].contains("dynamic_detection_level")) {
+        plan.detectionLevel = readInt(config, "handpose", "dynamic_detection_level");
+    }
     plan.thresholds = {readFloat(config, "feature", "auth_threshold"),
                        readFloat(config, "feature", "filter_threshold")};
     plan.falseAccept = options.falseAccept;
@@ -177,6 +181,11 @@ void addRendered(CLI::App& command, EvalOptions& options) {
     count("--handless", rendered.handless, "Frames without a hand, for false alarms");
     static const std::map<std::string, Scenario> kScenarios{{"enrolment", Scenario::enrolment},
                                                             {"hard", Scenario::hard}};
+    command
+        .add_flag("--any-camera", rendered.isAnyCamera,
+                  "Each 25 people stand before a camera of their own, from visible light to deep "
+                  "near-infrared light, instead of all before the usual one")
+        ->group(kGroup);
     command.add_option("--scenario", rendered.scenario, "enrolment or hard")
         ->transform(CLI::CheckedTransformer(kScenarios).description(""))
         ->group(kGroup)

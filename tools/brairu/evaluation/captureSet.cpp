@@ -23,4 +23,14 @@ double CaptureSet::failureToAcquire() const {
     return share(taken - probesAcquired(), taken);
 }
 
+std::vector<std::vector<std::size_t>> CaptureSet::acquiredByPalm() const {
+    std::vector<std::vector<std::size_t>> byPalm(palms.size());
+    for (std::size_t index = 0; index < captures.size(); ++index) {
+        if (captures[index].isAcquired()) {
+            byPalm[captures[index].palm].push_back(index);
+        }
+    }
+    return byPalm;
+}
+
 }  // namespace brairu::tool

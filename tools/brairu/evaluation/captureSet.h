@@ -38,6 +38,8 @@ struct CaptureSet {
     std::size_t probesTaken() const;
     std::size_t probesAcquired() const;
     double failureToAcquire() const;
+    // Of each palm the captures that gave features, in their order.
+    std::vector<std::vector<std::size_t>> acquiredByPalm() const;
 };
 
 }  // namespace brairu::tool

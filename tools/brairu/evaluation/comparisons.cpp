@@ -9,17 +9,6 @@ namespace {
 
 using Indexes = std::vector<std::size_t>;
 
-// The captures of each palm that gave features, in their order.
-std::vector<Indexes> acquiredByPalm(const CaptureSet& set) {
-    std::vector<Indexes> byPalm(set.palms.size());
-    for (std::size_t index = 0; index < set.captures.size(); ++index) {
-        if (set.captures[index].isAcquired()) {
-            byPalm[set.captures[index].palm].push_back(index);
-        }
-    }
-    return byPalm;
-}
-
 std::vector<CaptureBlocks> templatesOf(const CaptureSet& set, const Indexes& captures,
                                        std::size_t count, int centres) {
     RegisterBuffer buffer;
@@ -39,7 +28,7 @@ std::vector<CaptureBlocks> templatesOf(const CaptureSet& set, const Indexes& cap
 class PairVisit {
 public:
     PairVisit(const CaptureSet& set, const ComparisonVisitor& visit)
-        : set_(set), byPalm_(acquiredByPalm(set)), visit_(visit) {}
+        : set_(set), byPalm_(set.acquiredByPalm()), visit_(visit) {}
 
     void withItself(std::size_t palm) const {
         const Indexes& captures = byPalm_[palm];
@@ -107,7 +96,7 @@ std::vector<Indexes> byPalm(const CaptureSet& set, const Indexes& captures) {
 
 Enrolment enrol(const CaptureSet& set, std::size_t captures, int centres) {
     Enrolment enrolment;
-    const std::vector<Indexes> acquired = acquiredByPalm(set);
+    const std::vector<Indexes> acquired = set.acquiredByPalm();
     for (std::size_t palm = 0; palm < acquired.size(); ++palm) {
         const Indexes& own = acquired[palm];
         if (own.size() < captures) {

@@ -20,6 +20,8 @@ namespace brairu::tool {
 struct EvaluationPlan {
     std::size_t enrolment = 0;  // captures that make a template; 0 compares capture with capture
     int centres = 1;            // templates of a palm
+    int maxCount = 6;           // captures of an enrolment where it is used
+    int detectionLevel = 3;     // and how much they have to differ
     Thresholds thresholds;
     double falseAccept = 0.001;  // what to recommend thresholds for
     double gallery = 100;        // palms

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "evaluation/confidence.h"
+#include "evaluation/enrolmentCaptures.h"
 
 namespace brairu::tool {
 namespace {
@@ -113,6 +114,20 @@ Json searchesJson(const Evaluation& evaluation) {
             {"points", points}};
 }
 
+Json enrolmentJson(const EnrolmentCaptures& captures) {
+    Json levels = Json::array();
+    for (const RepeatRow& row : captures.repeats) {
+        levels.push_back({{"level", row.level}, {"cap", row.cap}, {"refused", row.refused}});
+    }
+    const ScoreDistribution& similarity = captures.similarity;
+    return {{"similarity",
+             {{"low", similarity.quantile(0.01)},
+              {"median", similarity.quantile(0.5)},
+              {"high", similarity.quantile(0.99)}}},
+            {"later", captures.later},
+            {"levels", levels}};
+}
+
 Json traitsJson(const std::vector<TraitRow>& rows) {
     Json list = Json::array();
     for (const TraitRow& row : rows) {
@@ -157,6 +172,8 @@ Json jsonOf(const Evaluation& evaluation) {
     if (evaluation.enrolment()) {
         json["searches"] = searchesJson(evaluation);
     }
+    json["enrolment"] =
+        enrolmentJson(examineEnrolment(evaluation.set(), evaluation.plan().maxCount));
     json["conditions"] = traitsJson(evaluation.traits());
     return json;
 }

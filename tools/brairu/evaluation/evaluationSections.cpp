@@ -5,6 +5,7 @@
 #include <map>
 
 #include "evaluation/confidence.h"
+#include "evaluation/enrolmentCaptures.h"
 #include "report/numbers.h"
 
 namespace brairu::tool {
@@ -160,6 +161,23 @@ Section configuredRule(const Evaluation& evaluation) {
     return section;
 }
 
+// The rule of identification, had both thresholds been others.
+Section otherThresholds(const Evaluation& evaluation) {
+    constexpr std::array kThresholds{0.4, 0.5, 0.6, 0.65, 0.7, 0.75, 0.8};
+    const ErrorCurve curve(evaluation.sheet().scores(Way::allThree));
+    Section section{"Identification at other thresholds", {}, {}, {}};
+    section.before = {"All three blocks above one threshold."};
+    section.table.head = {"threshold", "FMR", "accepted", "95 % sure: at most", "FNMR"};
+    for (const double limit : kThresholds) {
+        const OperatingPoint point = curve.atThreshold(limit);
+        section.table.rows.push_back({rounded(limit, 2), percent(point.falseMatch),
+                                      outOf(point.falseMatches, curve.impostors()),
+                                      percent(upperBound(point.falseMatches, curve.impostors())),
+                                      percent(point.falseNonMatch)});
+    }
+    return section;
+}
+
 // What is left of strangers, and lost of own palms, as block after block has its say.
 Section blocks(const Evaluation& evaluation) {
     const ScoreSheet& sheet = evaluation.sheet();
@@ -312,12 +330,35 @@ Section searches(const Evaluation& evaluation) {
     return section;
 }
 
-std::string rangeText(const TraitRange& range) {
-    return inBrief(range.from) + " to " + inBrief(range.to);
-}
-
 std::string shareText(std::uint64_t part, std::uint64_t whole) {
     return whole == 0 ? kNotTold : percent(static_cast<double>(part) / static_cast<double>(whole));
+}
+
+// What an enrolment would refuse since the hand has not moved.
+Section enrolments(const EnrolmentCaptures& captures, const EvaluationPlan& plan) {
+    const auto below = [&](double share) {
+        return similarity(captures.similarity.quantile(share));
+    };
+    const std::string half = std::to_string(plan.maxCount / 2);
+    Section section{"Captures of an enrolment", {}, {}, {}};
+    section.before = {"Block 0 of two captures of one palm: 1 % of the pairs are less alike than " +
+                          below(0.01) + ", half than " + below(0.5) + ", 99 % than " + below(0.99) +
+                          ".",
+                      "Of " + std::to_string(plan.maxCount) + " captures the first " + half +
+                          " are taken as they come; the next is refused while it is more alike to "
+                          "one of them than the cap. The level is " +
+                          std::to_string(plan.detectionLevel) + "."};
+    section.table.head = {"dynamic_detection_level", "cap", "refused"};
+    for (const RepeatRow& row : captures.repeats) {
+        section.table.rows.push_back({std::to_string(row.level),
+                                      rounded(static_cast<double>(row.cap), 2),
+                                      shareText(row.refused, captures.later)});
+    }
+    return section;
+}
+
+std::string rangeText(const TraitRange& range) {
+    return inBrief(range.from) + " to " + inBrief(range.to);
 }
 
 Section traits(const Evaluation& evaluation) {
@@ -374,10 +415,16 @@ Section nearMisses(const Evaluation& evaluation) {
 
 std::vector<Section> sectionsOf(const Evaluation& evaluation) {
     std::vector<Section> sections{captures(evaluation),       errorRates(evaluation),
-                                  configuredRule(evaluation), blocks(evaluation),
-                                  twoThresholds(evaluation),  recommended(evaluation)};
+                                  configuredRule(evaluation), otherThresholds(evaluation),
+                                  blocks(evaluation),         twoThresholds(evaluation),
+                                  recommended(evaluation)};
     if (evaluation.enrolment()) {
         sections.push_back(searches(evaluation));
+    }
+    const EvaluationPlan& plan = evaluation.plan();
+    const EnrolmentCaptures own = examineEnrolment(evaluation.set(), plan.maxCount);
+    if (own.later > 0) {
+        sections.push_back(enrolments(own, plan));
     }
     if (!evaluation.traits().empty()) {
         sections.push_back(traits(evaluation));

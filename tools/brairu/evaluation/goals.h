@@ -15,6 +15,7 @@ struct Goal {
     double wanted = 0.0;
     bool isAtLeast = false;  // else at most
     std::string unit;        // "%" for a share
+    bool isTold = true;      // there was enough to tell whether it is met
 
     bool isMet() const { return isAtLeast ? value >= wanted : value <= wanted; }
 };

@@ -10,6 +10,7 @@ namespace brairu::tool {
 namespace {
 
 constexpr float kPercent = 100.0f;
+constexpr int kPeoplePerCamera = 25;
 const std::array kSizes{cv::Size(640, 480), cv::Size(480, 640), cv::Size(1280, 800)};
 
 cv::Size sizeOf(int number) {
@@ -36,6 +37,7 @@ double longSide(const std::array<cv::Point2f, PVA_KEY_POINTS>& points) {
     return static_cast<double>(std::max(right.x - left.x, bottom.y - top.y));
 }
 
+// Frame pixels.
 double errorOf(const PvaHandPose& pose, const std::array<cv::Point2f, PVA_KEY_POINTS>& truth) {
     double sum = 0.0;
     for (std::size_t i = 0; i < truth.size(); ++i) {
@@ -43,7 +45,7 @@ double errorOf(const PvaHandPose& pose, const std::array<cv::Point2f, PVA_KEY_PO
             std::hypot(static_cast<double>(pose.keyPoints[i].x) - static_cast<double>(truth[i].x),
                        static_cast<double>(pose.keyPoints[i].y) - static_cast<double>(truth[i].y));
     }
-    return sum / static_cast<double>(truth.size()) / longSide(truth);
+    return sum / static_cast<double>(truth.size());
 }
 
 class RenderedCollection {
@@ -68,6 +70,7 @@ public:
 private:
     template <typename Take>
     void eachPalm(int person, Take take) {
+        look_ = people_.isAnyCamera ? lookOf(people_.seed, person / kPeoplePerCamera) : usualLook();
         report_.progress("person " + std::to_string(person + 1) + " of " +
                          std::to_string(people_.people + people_.bystanders));
         for (const Hand hand : {Hand::left, Hand::right}) {
@@ -95,7 +98,7 @@ private:
 
     RenderedFrame take(const PalmIdentity& palm, int capture) {
         const CaptureConditions conditions =
-            captureOf(people_.seed, palm, capture, people_.scenario);
+            captureOf(people_.seed, palm, capture, people_.scenario, look_);
         RenderedFrame frame = render(palm, conditions, sizeOf(capture));
         last_ = collection_.add(collection_.palm() + "_" + std::to_string(capture), frame.luma,
                                 traitsOf(palm, conditions));
@@ -107,7 +110,9 @@ private:
         tally_.found += capture.candidate ? 1 : 0;
         if (capture.hand) {
             ++tally_.usable;
-            tally_.errorSum += errorOf(capture.found, frame.keyPoints);
+            const double error = errorOf(capture.found, frame.keyPoints);
+            tally_.ofLengthSum += error / static_cast<double>(frame.handLength);
+            tally_.ofBoxSum += error / longSide(frame.keyPoints);
         }
     }
 
@@ -125,6 +130,7 @@ private:
     CaptureCollection collection_;
     Report& report_;
     DetectionTally tally_;
+    CameraLook look_{};
     Capture last_;
 };
 
@@ -134,8 +140,12 @@ double DetectionTally::foundShare() const {
     return share(found, hands);
 }
 
-double DetectionTally::keyPointError() const {
-    return usable == 0 ? 0.0 : errorSum / static_cast<double>(usable);
+double DetectionTally::errorOfLength() const {
+    return usable == 0 ? 0.0 : ofLengthSum / static_cast<double>(usable);
+}
+
+double DetectionTally::errorOfBox() const {
+    return usable == 0 ? 0.0 : ofBoxSum / static_cast<double>(usable);
 }
 
 double DetectionTally::falseAlarmShare() const {

@@ -15,6 +15,7 @@ struct RenderedPeople {
     int enrolment = 3;   // captures of a bystander's palm that give features
     int handless = 0;    // frames without a hand
     Scenario scenario = Scenario::hard;
+    bool isAnyCamera = false;  // else the usual one
     std::uint64_t seed = 0;
 };
 
@@ -23,13 +24,16 @@ struct DetectionTally {
     std::uint64_t hands = 0;
     std::uint64_t found = 0;  // some hand was reported
     std::uint64_t usable = 0;
-    double errorSum = 0.0;  // of usable hands: mean distance of the key points from the true
-                            // ones, as a share of the long side of their box
+    // Of usable hands: mean distance of the key points from the true ones, as a share of the hand's
+    // length and of the long side of the key points' box.
+    double ofLengthSum = 0.0;
+    double ofBoxSum = 0.0;
     std::uint64_t handless = 0;
     std::uint64_t falseAlarms = 0;
 
     double foundShare() const;
-    double keyPointError() const;
+    double errorOfLength() const;
+    double errorOfBox() const;
     double falseAlarmShare() const;
 };
 
