@@ -1,47 +1,72 @@
 #!/bin/sh
 # Renders palms, trains the three networks, exports and packs them into models/, and measures them.
-# Two networks train side by side, one thread each. What was done is kept: a run that was broken off
+# The three train side by side, one thread each. What was done is kept: a run that was broken off
 # is taken up where it stood.
 set -eu
 
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build/release}
 WORK=${WORK:-build/training}
-POSE_STEPS=${POSE_STEPS:-10000}
-PALM_STEPS=${PALM_STEPS:-6000}
-PEOPLE=${PEOPLE:-3000}
-FRAMES=${FRAMES:-40000}
+POSE_STEPS=${POSE_STEPS:-14000}
+PALM_STEPS=${PALM_STEPS:-8000}
+PEOPLE=${PEOPLE:-4000}
+FRAMES=${FRAMES:-80000}
+MEASURED=${MEASURED:-200}
 PYTHON=/usr/bin/python3
+TRAINER=${TRAINER:-$PYTHON}
 
 export OMP_WAIT_POLICY=PASSIVE GOMP_SPINCOUNT=0
 
-render() {
+# Starts a command beside others; what it makes is kept as NAME, with its words in NAME.log.
+begin() {
     name=$1
     shift
     [ -e "$WORK/$name.done" ] && return
-    kind=$1
-    shift
-    echo "rendering $name"
-    "$BUILD/brairu-training-set" "$kind" "$WORK/$name" "$@" > "$WORK/$name.log"
-    touch "$WORK/$name.done"
+    echo "$name: progress in $WORK/$name.log"
+    "$@" >> "$WORK/$name.log" 2>&1 &
+    running="$running $name:$!"
+}
+
+# Waits for all that was begun, and keeps each that has ended as it ends.
+finish() {
+    while [ -n "$running" ]; do
+        sleep 2
+        begun=$running
+        running=
+        for job in $begun; do
+            if kill -0 "${job#*:}" 2> /dev/null; then
+                running="$running $job"
+            else
+                conclude "${job%:*}" "${job#*:}"
+            fi
+        done
+    done
+}
+
+conclude() {
+    wait "$2" || {
+        tail -n 5 "$WORK/$1.log" >&2
+        running=$begun
+        exit 1
+    }
+    touch "$WORK/$1.done"
+    echo "$1: $(tail -n 1 "$WORK/$1.log")"
+}
+
+render() {
+    name=$1
+    kind=$2
+    shift 2
+    begin "$name" "$BUILD/brairu-training-set" "$kind" "$WORK/$name" "$@"
 }
 
 train() {
     name=$1
     script=$2
-    shift 2
-    [ -e "$WORK/$name.done" ] && return
-    echo "training $name, progress in $WORK/$name.log"
-    $PYTHON "training/$script" "$@" >> "$WORK/$name.log" 2>&1
-    touch "$WORK/$name.done"
-    tail -n 1 "$WORK/$name.log"
-}
-
-train_palms() {
-    train support trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/support.npz" \
-        --images regions --seed 2 --steps "$PALM_STEPS"
-    train feature trainPalm.py "$WORK/palms" "$WORK/palms-held" "$WORK/feature.npz" \
-        --images whole --seed 3 --steps "$PALM_STEPS"
+    data=$3
+    shift 3
+    begin "$name" "$TRAINER" "training/$script" "$WORK/$data" "$WORK/$data-held" \
+        "$WORK/$name.npz" "$@"
 }
 
 pack() {
@@ -53,35 +78,31 @@ pack() {
     done
 }
 
-# What still runs in the background, each job a process group, ends with the script.
-set -m
-background=
-trap '[ -z "$background" ] || kill -- "$background" 2> /dev/null || true' EXIT
-trap 'exit 130' INT TERM
+# What was begun ends with the script.
+running=
+trap 'for job in $running; do kill "${job#*:}" 2> /dev/null || true; done' EXIT
+trap 'exit 130' HUP INT TERM
 
 cmake/installPackages.sh python3-torch python3-onnx python3-opencv python3-numpy \
     libopenblas0-pthread
 mkdir -p "$WORK" models
 
-render poses poses "$FRAMES" 2001 &
-poses=$!
-background=-$poses
+render poses poses "$FRAMES" 2001
 render palms palms "$PEOPLE" 6 2002 mixed
-wait $poses
-background=
+finish
 render poses-held poses 4000 77001
 render palms-held palms 200 6 77002 mixed
+finish
 
-train_palms &
-palms=$!
-background=-$palms
-train handpose trainPose.py "$WORK/poses" "$WORK/poses-held" "$WORK/handpose.npz" --seed 1 \
-    --steps "$POSE_STEPS"
-wait $palms
-background=
+train handpose trainPose.py poses --seed 1 --steps "$POSE_STEPS"
+train support trainPalm.py palms --images regions --seed 2 --steps "$PALM_STEPS"
+train feature trainPalm.py palms --images whole --seed 3 --steps "$PALM_STEPS"
+finish
 
 pack pose handpose
 pack palm support
 pack palm feature
+(cd models && sha256sum -- *.net *.blobs > SHA256SUMS)
 
-training/evaluate.sh
+"$BUILD/brairu" --config config/brairu.json eval --rendered "$MEASURED" --handless 3000 --seed 900001 \
+    --scenario hard --report "$WORK/report"

@@ -77,7 +77,7 @@ class PoseNet(nn.Module):
 def last_layer(head, neck):
     """Key points need more digits than a half-precision training pass keeps."""
     hidden = head[1](head[0](neck))
-    with torch.autocast("cpu", enabled=False):
+    with torch.autocast(hidden.device.type, enabled=False):
         return head[2](hidden.float())
 
 

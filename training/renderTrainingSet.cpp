@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
@@ -19,13 +20,13 @@ constexpr const char* kUsage =
     "poses: frames for the hand-pose network; images.npy (COUNT,128,128) and labels.npy\n"
     "  (COUNT,15): 1 or 0 for a hand, then x and y of the key points in network pixels.\n"
     "palms: both palms of PEOPLE for the feature networks; images.npy\n"
-    "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop. Every 100 palms in a row\n"
+    "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop. Every 50 palms in a row\n"
     "  were taken with one camera.\n";
 
 enum Stream : std::uint64_t { kPoseStream = 21, kPalmStream = 22 };
 
 // People in a row whom one camera photographs, so that its look tells nothing about who they are.
-constexpr int kPeoplePerCamera = 50;
+constexpr int kPeoplePerCamera = 25;
 // One camera in so many is the usual one.
 constexpr int kUsualCamera = 4;
 
@@ -194,19 +195,28 @@ private:
     NpyFile images_;
 };
 
-void run(int count, char** arguments) {
+// The frames that were drawn.
+int run(int count, char** arguments) {
     const std::string kind = count > 1 ? arguments[1] : "";
     if (kind == "poses" && count == 5) {
+        const int frames = std::stoi(arguments[3]);
         std::filesystem::create_directories(arguments[2]);
-        PoseSet(arguments[2], std::stoi(arguments[3]), std::stoull(arguments[4])).write();
-    } else if (kind == "palms" && count == 7) {
-        std::filesystem::create_directories(arguments[2]);
-        PalmSet(arguments[2], std::stoi(arguments[3]), std::stoi(arguments[4]),
-                std::stoull(arguments[5]), arguments[6])
-            .write();
-    } else {
-        throw std::invalid_argument("what to render?");
+        PoseSet(arguments[2], frames, std::stoull(arguments[4])).write();
+        return frames;
     }
+    if (kind == "palms" && count == 7) {
+        const int people = std::stoi(arguments[3]);
+        const int captures = std::stoi(arguments[4]);
+        std::filesystem::create_directories(arguments[2]);
+        PalmSet(arguments[2], people, captures, std::stoull(arguments[5]), arguments[6]).write();
+        return 2 * people * captures;
+    }
+    throw std::invalid_argument("what to render?");
+}
+
+// Of the processor, which other work does not lengthen.
+double secondsSoFar() {
+    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
 }  // namespace
@@ -214,7 +224,8 @@ void run(int count, char** arguments) {
 int main(int argc, char** argv) {
     try {
         cv::setNumThreads(1);
-        run(argc, argv);
+        const int frames = run(argc, argv);
+        std::printf("%d frames, %.0f a second of the processor\n", frames, frames / secondsSoFar());
         return EXIT_SUCCESS;
     } catch (const std::exception& error) {
         (void)std::fprintf(stderr, "brairu-training-set: %s\n%s", error.what(), kUsage);

@@ -1,5 +1,6 @@
 """What the trainings share: a run of a fixed number of steps that can be broken off and taken up."""
 
+import contextlib
 import math
 import os
 import time
@@ -15,6 +16,7 @@ from networks import load_weights, save_weights
 WARM_UP = 0.03
 REPORT_SECONDS = 20.0
 SAVE_STEPS = 500
+DEVICE = torch.device("cuda" if torch.cuda.is_available() else "cpu")
 
 
 class Run:
@@ -22,7 +24,7 @@ class Run:
     to in WEIGHTS.npz and WEIGHTS.npz.state: a run that was broken off ends as if it had not been."""
 
     def __init__(self, net, weights, options):
-        self.net = net
+        self.net = net.to(DEVICE, memory_format=torch.channels_last)
         self.weights = weights
         self.steps = options.steps
         self.peak = options.rate
@@ -80,7 +82,7 @@ class Run:
         os.replace(self.state_path() + ".new", self.state_path())
 
     def resume(self):
-        state = torch.load(self.state_path())
+        state = torch.load(self.state_path(), map_location=DEVICE)
         self.net.load_state_dict(state["net"])
         self.optimiser.load_state_dict(state["optimiser"])
         self.rng.bit_generator.state = state["rng"]
@@ -88,10 +90,8 @@ class Run:
         print(f"taken up at step {self.step}", flush=True)
 
     def finish(self):
-        """The weights alone remain."""
-        save_weights(self.net, self.weights)
-        if os.path.exists(self.state_path()):
-            os.remove(self.state_path())
+        """The state remains: started once more, the run has nothing left to do."""
+        self.save()
 
 
 def prepare(seed):
@@ -100,8 +100,16 @@ def prepare(seed):
 
 
 def half_precision():
-    """Convolutions in bfloat16: nearly twice as fast where the processor has it."""
-    return torch.autocast("cpu", dtype=torch.bfloat16)
+    """Convolutions in bfloat16: nearly twice as fast where the processor has it. Older GPUs do not."""
+    if DEVICE.type == "cuda" and not torch.cuda.is_bf16_supported():
+        return contextlib.nullcontext()
+    return torch.autocast(DEVICE.type, dtype=torch.bfloat16)
+
+
+def pixels(frames):
+    """Frames (count, SIDE, SIDE) of bytes as a network takes them, on the device that trains."""
+    batch = torch.from_numpy(frames).to(DEVICE).float().unsqueeze(1)
+    return batch.to(memory_format=torch.channels_last)
 
 
 def add_options(parser, steps):

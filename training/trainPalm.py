@@ -21,7 +21,7 @@ from networks import SIDE, PalmNet
 
 PALMS = 70
 # Palms in a row that were taken with one camera.
-CAMERA_PALMS = 100
+CAMERA_PALMS = 50
 CAPTURES = 2
 SCALE = 24.0
 MARGIN = 0.20
@@ -51,19 +51,20 @@ def batch_of(images, views, rng):
     camera took them all: what it makes of every palm must not tell them apart."""
     parts, owners = [], []
     first = CAMERA_PALMS * int(rng.integers(len(images) // CAMERA_PALMS))
-    for palm in first + rng.choice(CAMERA_PALMS, PALMS, replace=False):
-        view, mirrored = int(rng.choice(views)), bool(rng.random() < 0.5)
+    for draw in rng.choice(2 * CAMERA_PALMS, PALMS, replace=False):
+        palm, mirrored = first + draw // 2, draw % 2
+        view = int(rng.choice(views))
         for capture in rng.choice(images.shape[1], CAPTURES, replace=False):
             parts.append(changed(images[palm, capture, view], mirrored, rng))
             owners.append((palm * 2 + mirrored) * 3 + view)
-    return torch.from_numpy(np.stack(parts)).float().unsqueeze(1), torch.tensor(owners)
+    return schedule.pixels(np.stack(parts)), torch.tensor(owners, device=schedule.DEVICE)
 
 
 def loss_of(vectors, owners, margin):
     """Captures of one palm must be closer to each other, by the margin, than to those of others."""
     among = vectors @ vectors.t()
     same = owners[:, None] == owners[None, :]
-    genuine = same & ~torch.eye(len(owners), dtype=torch.bool)
+    genuine = same & ~torch.eye(len(owners), dtype=torch.bool, device=owners.device)
     against = torch.logsumexp(among.masked_fill(same, -10.0) * SCALE, 1)[:, None]
     own = (among - margin) * SCALE
     return F.softplus(against - own)[genuine].mean(), among[genuine].mean()
@@ -72,10 +73,9 @@ def loss_of(vectors, owners, margin):
 @torch.no_grad()
 def embed(net, images):
     net.eval()
-    pixels = torch.from_numpy(images).unsqueeze(1)
-    parts = [net(chunk.float()) for chunk in pixels.split(200)]
+    parts = [net(schedule.pixels(images[at:at + 200])) for at in range(0, len(images), 200)]
     net.train()
-    return torch.cat(parts).numpy()
+    return torch.cat(parts).cpu().numpy()
 
 
 def equal_error(genuine, impostor):
@@ -115,13 +115,13 @@ def main():
     images = np.load(options.palms + "/images.npy", mmap_mode="r")
     held = np.load(options.validation + "/images.npy", mmap_mode="r")
     views = VIEWS[options.images]
-    net = PalmNet().to(memory_format=torch.channels_last)
+    net = PalmNet()
     run = schedule.Run(net, options.weights, options)
     loss_mean, own_mean = 0.0, 0.0
     while run.running():
         frames, owners = batch_of(images, views, run.rng)
         with schedule.half_precision():
-            vectors = net(frames.to(memory_format=torch.channels_last))
+            vectors = net(frames)
         loss, own = loss_of(vectors, owners, MARGIN * min(1.0, run.progress() / 0.3))
         run.descend(loss)
         loss_mean = 0.98 * loss_mean + 0.02 * loss.item()

@@ -17,7 +17,7 @@ import augment
 from networks import SIDE, PoseNet, anchor_centres
 
 BATCH = 64
-ANCHORS = anchor_centres()
+ANCHORS = anchor_centres().to(schedule.DEVICE)
 # Largest side of the key points' box, in pixels, that each stride answers for.
 RANGES = {8.0: (0.0, 42.0), 16.0: (28.0, 84.0), 32.0: (60.0, 1000.0)}
 
@@ -48,10 +48,9 @@ def changed(image, label, rng):
 def batch_of(images, labels, rng):
     rows = rng.integers(0, len(images), BATCH)
     parts = [changed(images[i], labels[i], rng) for i in rows]
-    frames = torch.from_numpy(np.stack([p[0] for p in parts])).float().unsqueeze(1)
-    points = torch.from_numpy(np.stack([p[1] for p in parts])).float()
-    hands = torch.tensor([p[2] for p in parts])
-    return frames, points, hands
+    points = torch.from_numpy(np.stack([p[1] for p in parts])).float().to(schedule.DEVICE)
+    hands = torch.tensor([p[2] for p in parts], device=schedule.DEVICE)
+    return schedule.pixels(np.stack([p[0] for p in parts])), points, hands
 
 
 def targets(points, hands):
@@ -61,9 +60,8 @@ def targets(points, hands):
     size = (high - low).max(1).values
     middle = (low + high) / 2
     away = (ANCHORS[None, :, :2] - middle[:, None]).abs().max(2).values / ANCHORS[None, :, 2]
-    first = torch.tensor([RANGES[s][0] for s in ANCHORS[:, 2].tolist()])
-    last = torch.tensor([RANGES[s][1] for s in ANCHORS[:, 2].tolist()])
-    fits = (size[:, None] >= first) & (size[:, None] <= last)
+    range_of = torch.tensor([RANGES[s] for s in ANCHORS[:, 2].tolist()], device=size.device)
+    fits = (size[:, None] >= range_of[:, 0]) & (size[:, None] <= range_of[:, 1])
     stride = ANCHORS[None, :, 2]
     near = stride * away < torch.maximum(size[:, None] * 0.5, 1.6 * stride)
     wanted = torch.zeros_like(away)
@@ -96,17 +94,16 @@ def validate(net, images, labels, threshold=0.6):
     net.eval()
     found, errors, alarms, hands, empty = 0, [], 0, 0, 0
     for begin in range(0, len(images), 200):
-        frames = torch.from_numpy(images[begin:begin + 200]).float().unsqueeze(1)
-        logits, points = net(frames)
+        logits, points = net(schedule.pixels(images[begin:begin + 200]))
         best = logits.max(1)
-        for k in range(len(frames)):
+        for k in range(len(logits)):
             label = labels[begin + k]
             hit = torch.sigmoid(best.values[k]).item() >= threshold
             if label[0] > 0:
                 hands += 1
                 if hit:
                     found += 1
-                    offset = (points[k, best.indices[k]].numpy() - label[1:]).reshape(7, 2)
+                    offset = (points[k, best.indices[k]].cpu().numpy() - label[1:]).reshape(7, 2)
                     errors.append(np.hypot(offset[:, 0], offset[:, 1]).mean())
             else:
                 empty += 1
@@ -134,12 +131,12 @@ def main():
     labels = np.load(options.frames + "/labels.npy")
     held_images = np.load(options.validation + "/images.npy")
     held_labels = np.load(options.validation + "/labels.npy")
-    net = PoseNet().to(memory_format=torch.channels_last)
+    net = PoseNet()
     run = schedule.Run(net, options.weights, options)
     score, point = 0.0, 0.0
     while run.running():
         frames, points, hands = batch_of(images, labels, run.rng)
-        loss, s, p = loss_of(net, frames.to(memory_format=torch.channels_last), points, hands)
+        loss, s, p = loss_of(net, frames, points, hands)
         run.descend(loss)
         score, point = 0.98 * score + 0.02 * s, 0.98 * point + 0.02 * p
         if run.report_due():

@@ -54,7 +54,7 @@ TEST_F(Watch, TellsEachChangeOnce) {
     film("4.pgm", palmFrame(1, 6));
     film("5.pgm", nothing);
     film("6.pgm", palmFrame(2, 5));
-    film("7.pgm", palmFrame(2, 6));
+    film("7.pgm", palmFrame(2, 7));
     const ToolRun run = place.run({"watch", "--json", "--idle", "0.1", folder()});
     EXPECT_EQ(run.exitStatus, 0) << run.err;
     const std::vector<Json> events = eventsOf(run);

@@ -72,7 +72,7 @@ class Prose(unittest.TestCase):
                      "brairu --config c.json watch 0 --once", "brairu --version",
                      "FUZZ_SECONDS=30 make fuzz", "cmake --preset board", "ctest --preset release",
                      "build/release/brairu doctor", "brairu-palms F --people 3",
-                     "training/evaluate.sh", "evaluate.py", "--far", "userid"):
+                     "training/make-models.sh", "exportModel.py", "--far", "userid"):
             self.assertIsNone(self.fault_of(text), text)
 
     def test_what_there_is_not_is_found(self):
