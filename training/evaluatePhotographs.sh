@@ -7,6 +7,7 @@ set -eu
 cd "$(dirname "$0")/.."
 BUILD=${BUILD:-build/release}
 MODELS=${MODELS:-models}
+CONFIG=${CONFIG:-config/brairu.json}
 WORK=${WORK:-build/eval/photographs}
 photographs=$1
 index=${2:-}
@@ -20,7 +21,7 @@ open() {
         -e 's#\("brightness_threshold_max"\): [0-9]*#\1: 250#' \
         -e 's#\("brightness_range_threshold"\): [0-9]*#\1: 250#' \
         -e 's#\("blur_threshold"\): [0-9.]*#\1: 1.0#' \
-        config/brairu.json
+        "$CONFIG"
 }
 
 cmake/installPackages.sh python3-opencv python3-numpy

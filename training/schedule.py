@@ -26,6 +26,7 @@ class Run:
     def __init__(self, net, weights, options):
         self.net = net.to(DEVICE, memory_format=torch.channels_last)
         self.weights = weights
+        self.plan = {"steps": options.steps, "seed": options.seed, "start": options.start}
         self.steps = options.steps
         self.peak = options.rate
         self.step = 0
@@ -76,13 +77,16 @@ class Run:
 
     def save(self):
         save_weights(self.net, self.weights)
-        state = {"net": self.net.state_dict(), "optimiser": self.optimiser.state_dict(),
+        state = {"plan": self.plan, "net": self.net.state_dict(), "optimiser": self.optimiser.state_dict(),
                  "step": self.step, "rng": self.rng.bit_generator.state}
         torch.save(state, self.state_path() + ".new")
         os.replace(self.state_path() + ".new", self.state_path())
 
     def resume(self):
         state = torch.load(self.state_path(), map_location=DEVICE)
+        if state["plan"] != self.plan:
+            raise SystemExit(f"{self.state_path()} is of another run: {state['plan']}; "
+                             "remove it, or give the weights another name")
         self.net.load_state_dict(state["net"])
         self.optimiser.load_state_dict(state["optimiser"])
         self.rng.bit_generator.state = state["rng"]

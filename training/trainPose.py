@@ -122,7 +122,7 @@ def main():
     parser.add_argument("frames")
     parser.add_argument("validation")
     parser.add_argument("weights")
-    schedule.add_options(parser, steps=10000)
+    schedule.add_options(parser, steps=14000)
     parser.set_defaults(decay=1e-3)
     options = parser.parse_args()
 

@@ -182,9 +182,10 @@ void addRendered(CLI::App& command, EvalOptions& options) {
     static const std::map<std::string, Scenario> kScenarios{{"enrolment", Scenario::enrolment},
                                                             {"hard", Scenario::hard}};
     command
-        .add_flag("--any-camera", rendered.isAnyCamera,
-                  "Each 25 people stand before a camera of their own, from visible light to deep "
-                  "near-infrared light, instead of all before the usual one")
+        .add_flag(
+            "--any-camera", rendered.isAnyCamera,
+            "With --rendered: each 25 people stand before a camera of their own, from visible "
+            "light to deep near-infrared light, instead of all before the usual one")
         ->group(kGroup);
     command.add_option("--scenario", rendered.scenario, "enrolment or hard")
         ->transform(CLI::CheckedTransformer(kScenarios).description(""))

@@ -24,8 +24,8 @@ struct EnrolmentCaptures {
     std::array<RepeatRow, 4> repeats{};
 };
 
-// As an enrolment of so many captures takes them: its first half from each palm's first ones that gave
-// features, and then every later one as the next. Bystanders are left out.
+// As an enrolment of so many captures takes them: its first half from each palm's first ones that
+// gave features, and then every later one as the next. Bystanders are left out.
 EnrolmentCaptures examineEnrolment(const CaptureSet& set, int maxCount);
 
 }  // namespace brairu::tool
