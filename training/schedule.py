@@ -77,8 +77,9 @@ class Run:
 
     def save(self):
         save_weights(self.net, self.weights)
-        state = {"plan": self.plan, "net": self.net.state_dict(), "optimiser": self.optimiser.state_dict(),
-                 "step": self.step, "rng": self.rng.bit_generator.state}
+        state = {"plan": self.plan, "net": self.net.state_dict(),
+                 "optimiser": self.optimiser.state_dict(), "step": self.step,
+                 "rng": self.rng.bit_generator.state}
         torch.save(state, self.state_path() + ".new")
         os.replace(self.state_path() + ".new", self.state_path())
 

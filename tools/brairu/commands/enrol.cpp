@@ -31,9 +31,6 @@ struct EnrolOptions {
     bool atCamera = false;
 };
 
-// Of a configuration that does not name one.
-constexpr int kDefaultDetectionLevel = 3;
-
 constexpr char kMoveHand[] =
     "Move the hand a little between captures: closer, further, or turned slightly.";
 
@@ -144,10 +141,7 @@ private:
         for (const Features& earlier : taken_) {
             most = std::max(most, compareCaptures(features.data(), earlier.data())[0]);
         }
-        const float cap =
-            dynamicSimilarityCap(config_["handpose"].contains("dynamic_detection_level")
-                                     ? readInt(config_, "handpose", "dynamic_detection_level")
-                                     : kDefaultDetectionLevel);
+        const float cap = dynamicSimilarityCap(detectionLevel(config_));
         return {"similarity", most, 3, "", {{Bound::atMost, static_cast<double>(cap)}}};
     }
 

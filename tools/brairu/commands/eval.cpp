@@ -41,9 +41,7 @@ EvaluationPlan planOf(const EvalOptions& options, ConfigDocument& config) {
     plan.enrolment = static_cast<std::size_t>(options.enrolment < 0 ? usual : options.enrolment);
     plan.centres = readInt(config, "database", "regis_center_count");
     plan.maxCount = readInt(config, "database", "regis_max_count");
-    if (config["handpose"].contains("dynamic_detection_level")) {
-        plan.detectionLevel = readInt(config, "handpose", "dynamic_detection_level");
-    }
+    plan.detectionLevel = detectionLevel(config);
     plan.thresholds = {readFloat(config, "feature", "auth_threshold"),
                        readFloat(config, "feature", "filter_threshold")};
     plan.falseAccept = options.falseAccept;

@@ -24,6 +24,13 @@ void write(const std::string& path, const ConfigDocument& document) {
 
 void keepSettings(ConfigDocument& /*document*/) {}
 
+int detectionLevel(ConfigDocument& document) {
+    constexpr int kUnlessConfigured = 3;
+    return document["handpose"].contains("dynamic_detection_level")
+               ? readInt(document, "handpose", "dynamic_detection_level")
+               : kUnlessConfigured;
+}
+
 EngineSetup::EngineSetup(const std::string& path, StoreChoice choice, const ConfigChange& change)
     : document_(readSoundConfiguration(path)),
       databasePath_(document_["database"]["database_path"].get<std::string>()) {

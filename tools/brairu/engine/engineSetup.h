@@ -44,6 +44,9 @@ private:
     std::string databasePath_;
 };
 
+// How much captures of an enrolment have to differ where the engine starts with this configuration.
+int detectionLevel(ConfigDocument& document);
+
 // Whether a database path of a configuration names a file that is there. Throws EngineFault when
 // this user may not even look.
 bool isThere(const std::string& databasePath);

@@ -13,7 +13,11 @@ constexpr std::size_t kTraitRanges = 5;
 }  // namespace
 
 Evaluation::Evaluation(const CaptureSet& set, const EvaluationPlan& plan, const Progress& progress)
-    : set_(set), plan_(plan), sheet_(plan.thresholds), nearMisses_(kNearMisses) {
+    : set_(set),
+      plan_(plan),
+      sheet_(plan.thresholds),
+      nearMisses_(kNearMisses),
+      enrolmentCaptures_(examineEnrolment(set, plan.maxCount)) {
     const auto visit = [this](const Comparison& comparison) { add(comparison); };
     if (plan.enrolment > 0) {
         enrolment_ = enrol(set, plan.enrolment, plan.centres);

@@ -7,6 +7,7 @@
 
 #include "evaluation/captureSet.h"
 #include "evaluation/comparisons.h"
+#include "evaluation/enrolmentCaptures.h"
 #include "evaluation/identificationTrials.h"
 #include "evaluation/nearMisses.h"
 #include "evaluation/palmPairs.h"
@@ -53,6 +54,7 @@ public:
     const PalmPairs& palmPairs() const { return pairs_; }
     const IdentificationTrials& trials() const { return trials_; }
     const NearMisses& nearMisses() const { return nearMisses_; }
+    const EnrolmentCaptures& enrolmentCaptures() const { return enrolmentCaptures_; }
     // Empty when there are too many to list.
     const std::vector<ListedScore>& list() const { return list_; }
 
@@ -78,6 +80,7 @@ private:
     PalmPairs pairs_;
     IdentificationTrials trials_;
     NearMisses nearMisses_;
+    EnrolmentCaptures enrolmentCaptures_;
     std::vector<GenuineScore> genuine_;
     std::vector<ListedScore> list_;
     bool isListed_ = true;

@@ -5,7 +5,6 @@
 #include <map>
 
 #include "evaluation/confidence.h"
-#include "evaluation/enrolmentCaptures.h"
 
 namespace brairu::tool {
 namespace {
@@ -172,8 +171,7 @@ Json jsonOf(const Evaluation& evaluation) {
     if (evaluation.enrolment()) {
         json["searches"] = searchesJson(evaluation);
     }
-    json["enrolment"] =
-        enrolmentJson(examineEnrolment(evaluation.set(), evaluation.plan().maxCount));
+    json["enrolment"] = enrolmentJson(evaluation.enrolmentCaptures());
     json["conditions"] = traitsJson(evaluation.traits());
     return json;
 }

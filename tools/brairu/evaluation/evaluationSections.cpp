@@ -5,7 +5,6 @@
 #include <map>
 
 #include "evaluation/confidence.h"
-#include "evaluation/enrolmentCaptures.h"
 #include "report/numbers.h"
 
 namespace brairu::tool {
@@ -335,7 +334,9 @@ std::string shareText(std::uint64_t part, std::uint64_t whole) {
 }
 
 // What an enrolment would refuse since the hand has not moved.
-Section enrolments(const EnrolmentCaptures& captures, const EvaluationPlan& plan) {
+Section enrolments(const Evaluation& evaluation) {
+    const EnrolmentCaptures& captures = evaluation.enrolmentCaptures();
+    const EvaluationPlan& plan = evaluation.plan();
     const auto below = [&](double share) {
         return similarity(captures.similarity.quantile(share));
     };
@@ -421,10 +422,8 @@ std::vector<Section> sectionsOf(const Evaluation& evaluation) {
     if (evaluation.enrolment()) {
         sections.push_back(searches(evaluation));
     }
-    const EvaluationPlan& plan = evaluation.plan();
-    const EnrolmentCaptures own = examineEnrolment(evaluation.set(), plan.maxCount);
-    if (own.later > 0) {
-        sections.push_back(enrolments(own, plan));
+    if (evaluation.enrolmentCaptures().later > 0) {
+        sections.push_back(enrolments(evaluation));
     }
     if (!evaluation.traits().empty()) {
         sections.push_back(traits(evaluation));
