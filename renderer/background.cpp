@@ -128,9 +128,7 @@ cv::Mat drawBackground(cv::Size size, Background kind, float level, Random& rand
     if (random.chance(0.4f)) {
         addVignette(image, random.uniform(0.1f, 0.7f));
     }
-    cv::Mat result;
-    cv::resize(image, result, size, 0, 0, cv::INTER_LINEAR);
-    return result;
+    return image;
 }
 
 }  // namespace brairu

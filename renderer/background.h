@@ -7,7 +7,8 @@
 
 namespace brairu {
 
-// Draws what lies behind the hand. `level` in 0..1 moves it from dark to bright.
+// Draws what lies behind the hand, out of focus and so at about a third of the frame's size, to be
+// enlarged. `level` in 0..1 moves it from dark to bright.
 cv::Mat drawBackground(cv::Size size, Background kind, float level, Random& random);
 
 }  // namespace brairu

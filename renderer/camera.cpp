@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace brairu {
 
@@ -11,7 +12,7 @@ namespace {
 
 constexpr float kDegree = static_cast<float>(CV_PI / 180.0);
 // The map is exact on a grid of this many pixels and linear between.
-constexpr int kGrid = 8;
+constexpr int kGrid = 16;
 
 cv::Matx33f rotation(float turn, float across, float along) {
     const cv::Matx33f aboutSight(std::cos(turn), -std::sin(turn), 0.0f, std::sin(turn),
@@ -107,22 +108,44 @@ cv::Rect2f Camera::visibleArea() const {
     return {low - cv::Point2f(0.1f, 0.1f), high + cv::Point2f(0.1f, 0.1f)};
 }
 
-cv::Mat Camera::rasterMap(const cv::Rect2f& area, float rasterScale) const {
-    const cv::Size cells(frame_.width / kGrid + 3, frame_.height / kGrid + 3);
+cv::Rect Camera::windowOn(const cv::Rect2f& palmArea) const {
+    constexpr int kSteps = 16;
+    constexpr float kMargin = 6.0f;
+    std::vector<cv::Point2f> border;
+    for (int i = 0; i <= kSteps; ++i) {
+        const float share = static_cast<float>(i) / kSteps;
+        const float x = palmArea.x + share * palmArea.width;
+        const float y = palmArea.y + share * palmArea.height;
+        border.insert(border.end(), {toFrame({x, palmArea.y}), toFrame({palmArea.x, y}),
+                                     toFrame({x, palmArea.y + palmArea.height}),
+                                     toFrame({palmArea.x + palmArea.width, y})});
+    }
+    const cv::Rect2f seen = cv::boundingRect(border);
+    const cv::Rect2f whole({}, cv::Size2f(frame_));
+    return (seen + cv::Size2f(2.0f * kMargin, 2.0f * kMargin) - cv::Point2f(kMargin, kMargin)) &
+           whole;
+}
+
+RasterMap Camera::rasterMap(const cv::Rect& window, const cv::Rect2f& area, float rasterScale) const {
+    const cv::Size cells(window.width / kGrid + 3, window.height / kGrid + 3);
+    const cv::Point2f corner(window.tl());
     cv::Mat grid(cells, CV_32FC2);
     const float top = area.y + area.height;
     for (int y = 0; y < cells.height; ++y) {
         for (int x = 0; x < cells.width; ++x) {
             const cv::Point2f centre((static_cast<float>(x) - 0.5f) * kGrid - 0.5f,
                                      (static_cast<float>(y) - 0.5f) * kGrid - 0.5f);
-            const cv::Point2f palm = toPalm(centre);
+            const cv::Point2f palm = toPalm(corner + centre);
             grid.at<cv::Vec2f>(y, x) = {(palm.x - area.x) * rasterScale - 0.5f,
                                         (top - palm.y) * rasterScale - 0.5f};
         }
     }
     cv::Mat map;
     cv::resize(grid, map, cells * kGrid, 0, 0, cv::INTER_LINEAR);
-    return map({kGrid, kGrid, frame_.width, frame_.height});
+    RasterMap result;
+    cv::convertMaps(map({{kGrid, kGrid}, window.size()}), {}, result.whole, result.fraction,
+                    CV_16SC2);
+    return result;
 }
 
 }  // namespace brairu

@@ -6,6 +6,12 @@
 
 namespace brairu {
 
+// Positions in a raster in the fixed-point form that cv::remap takes fastest.
+struct RasterMap {
+    cv::Mat whole;
+    cv::Mat fraction;
+};
+
 // Where a point of the palm appears in the frame, and back: perspective of the tilted palm plus the
 // soft stretching of the skin.
 class Camera {
@@ -21,9 +27,12 @@ public:
     // Smallest palm rectangle that the frame shows.
     cv::Rect2f visibleArea() const;
 
-    // For each frame pixel its position in a raster over `area` of `rasterScale` pixels per palm
-    // breadth, CV_32FC2.
-    cv::Mat rasterMap(const cv::Rect2f& area, float rasterScale) const;
+    // The part of the frame in which an area of the palm shows, with a margin.
+    cv::Rect windowOn(const cv::Rect2f& palmArea) const;
+
+    // For each pixel of a window of the frame its position in a raster over `area` of `rasterScale`
+    // pixels per palm breadth.
+    RasterMap rasterMap(const cv::Rect& window, const cv::Rect2f& area, float rasterScale) const;
 
 private:
     cv::Point2f stretchAt(const cv::Point2f& palm) const;

@@ -168,6 +168,7 @@ void poseHand(CaptureConditions& conditions, const HandShape& shape, Random& ran
     const float thumb = std::clamp(random.normal(ranges.thumb), -50.0f, 40.0f) * kDegree;
     conditions.fingerTurn[4] = guided(thumb, look.thumb, look);
     conditions.fingerReach[4] = random.uniform(0.85f, 1.05f);
+    conditions.thumbRoll = std::max(0.0f, random.uniform(-0.4f, 1.0f));
     conditions.armTurn = random.normal(ranges.armTurn) * kDegree;
     conditions.stretch = random.uniform(0.2f, 1.0f) * ranges.stretch;
     for (float& phase : conditions.stretchPhase) {
@@ -226,7 +227,8 @@ void chooseSurroundings(CaptureConditions& conditions, Random& random, Scenario 
     conditions.background = backgroundOf(random, scenario);
     conditions.backgroundLevel = random.uniform(0.0f, cooperative ? 0.45f : 1.0f);
     conditions.wear = wearOf(random);
-    conditions.stains = random.chance(cooperative ? 0.05f : 0.15f) ? 1 + random.below(3) : 0;
+    conditions.stains = random.chance(cooperative ? 0.04f : 0.10f) ? 1 + random.below(3) : 0;
+    conditions.wetPlaces = random.chance(cooperative ? 0.04f : 0.10f) ? 1 + random.below(5) : 0;
 }
 
 void showSkin(CaptureConditions& conditions, Random& random, Scenario scenario,

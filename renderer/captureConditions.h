@@ -86,6 +86,8 @@ struct CaptureConditions {
     std::array<float, 5> fingerTurn;
     // Visible part of each finger's length, 1 when it lies in the palm's plane, thumb last.
     std::array<float, 5> fingerReach;
+    // How much of the thumb's nail is turned to the camera, 0 to 1.
+    float thumbRoll;
     // Radians by which the arm leans away from the hand's axis.
     float armTurn;
     // Bending of straight lines by the lens: change of scale at the frame's corners.
@@ -99,8 +101,9 @@ struct CaptureConditions {
     float grooves;
     float ambient;
     float sheen;
-    // Wet or dirty places on the palm.
+    // Dirty places on the palm, and wet ones anywhere on the hand, which shine.
     int stains;
+    int wetPlaces;
     // Grey level of fully lit skin of albedo 1.
     float exposure;
     // Direction of the light across the palm (0 is straight from the camera).

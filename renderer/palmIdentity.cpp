@@ -60,6 +60,12 @@ SkinRelief reliefOf(Random& person, Random& hand) {
     return relief;
 }
 
+Nails nailsOf(Random& person) {
+    const bool varnished = person.chance(0.15f);
+    return {person.chance(0.35f) ? person.uniform(0.01f, 0.10f) : 0.0f,
+            varnished ? person.uniform(0.2f, 1.4f) : person.uniform(0.8f, 1.1f)};
+}
+
 HandShape shapeOf(Random& person, Random& hand) {
     const float reach = person.uniform(0.84f, 1.14f);
     const float girth = person.uniform(0.84f, 1.06f);
@@ -76,6 +82,7 @@ HandShape shapeOf(Random& person, Random& hand) {
     shape.wristWidth = person.uniform(0.62f, 0.86f);
     shape.webbing = person.uniform(0.0f, 1.0f);
     shape.relief = reliefOf(person, hand);
+    shape.nails = nailsOf(person);
     placeKeyPoints(shape);
     return shape;
 }

@@ -34,6 +34,13 @@ struct SkinRelief {
     float flankRadius = 0.115f;
 };
 
+// How far nails stand out over the finger tips, in palm breadths and 0 for short ones, and their
+// brightness as a share of fully lit skin.
+struct Nails {
+    float length;
+    float tone;
+};
+
 // Bones and flesh of a person, nearly the same in both hands.
 struct HandShape {
     // Index, middle, ring and little finger.
@@ -48,6 +55,7 @@ struct HandShape {
     // How far the skin reaches from the palm towards the thumb, 0 to 1.
     float webbing;
     SkinRelief relief;
+    Nails nails;
     // 0 middle of the palm, 1 heel on the thumb's side, 2 to 5 bases of index to little finger,
     // 6 heel on the little finger's side.
     std::array<cv::Point2f, 7> keyPoints;

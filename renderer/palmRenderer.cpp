@@ -25,6 +25,8 @@ enum Stream : std::uint64_t {
 constexpr float kNeutralDetail = 128.0f;
 constexpr float kShadeScale = 96.0f;
 constexpr int kNoiseSide = 1024;
+// No part of a hand with its arm lies outside.
+const cv::Rect2f kHandReach{-1.65f, -6.5f, 3.1f, 8.05f};
 
 // Everything about a capture that is on the way into the frame.
 struct Scene {
@@ -33,16 +35,6 @@ struct Scene {
     cv::Size size;
     float albedo;
 };
-
-cv::Rect2f handArea(const Camera& camera) {
-    constexpr float kLeft = -1.65f;
-    constexpr float kRight = 1.45f;
-    constexpr float kTop = 1.55f;
-    constexpr float kBottom = -6.5f;
-    const cv::Rect2f reach(kLeft, kBottom, kRight - kLeft, kTop - kBottom);
-    const cv::Rect2f area = camera.visibleArea() & reach;
-    return area.area() > 0.0f ? area : cv::Rect2f(kLeft, -2.0f, 0.5f, 0.5f);
-}
 
 // Creases are grooves: under slanting light one bank is bright and the other dark.
 void lightGrooves(cv::Mat& detail, const cv::Mat& creases, const CaptureConditions& conditions) {
@@ -86,41 +78,71 @@ cv::Mat mixDetail(const PalmIdentity& identity, const CaptureConditions& conditi
     return detail;
 }
 
-// The detail layer in frame pixels.
-cv::Mat projectDetail(const PalmIdentity& identity, const Scene& scene) {
-    cv::Mat detail = mixDetail(identity, scene.conditions);
-    float scale = kTextureScale;
-    if (scene.camera.scale() < 0.8f * kTextureScale) {
-        const auto shrink = static_cast<double>(scene.camera.scale() / kTextureScale);
-        cv::resize(detail, detail, {}, shrink, shrink, cv::INTER_AREA);
-        scale = static_cast<float>(detail.cols) / kTextureArea.width;
-    }
-    cv::Mat projected;
-    cv::remap(detail, projected, scene.camera.rasterMap(kTextureArea, scale), {}, cv::INTER_LINEAR,
-              cv::BORDER_CONSTANT, cv::Scalar::all(static_cast<double>(kNeutralDetail)));
-    return projected;
+// The skin's detail in frame pixels, and the part of the frame that it covers.
+struct ProjectedDetail {
+    cv::Mat layer;
+    cv::Rect window;
+};
+
+// Coverage and shade of skin in frame pixels, and the part of the frame that they cover.
+struct ProjectedSkin {
+    cv::Mat coverage;
+    cv::Mat shade;
+    cv::Rect window;
+};
+
+cv::Mat project(const cv::Mat& raster, const RasterMap& map, float around) {
+    cv::Mat result;
+    cv::remap(raster, result, map.whole, map.fraction, cv::INTER_LINEAR, cv::BORDER_CONSTANT,
+              cv::Scalar::all(static_cast<double>(around)));
+    return result;
 }
 
-cv::Mat projectSkin(const Silhouette& silhouette, const Scene& scene) {
+// Pixels per palm breadth of a raster over the texture's area.
+float rasterScale(const cv::Mat& raster) {
+    return static_cast<float>(raster.cols) / kTextureArea.width;
+}
+
+// The detail layer within a window of the frame; around the palm it is neutral.
+ProjectedDetail projectDetail(const PalmIdentity& identity, const Scene& scene, const cv::Rect& around) {
+    ProjectedDetail result{{}, scene.camera.windowOn(kTextureArea) & around};
+    if (result.window.empty()) {
+        return result;
+    }
+    cv::Mat detail = mixDetail(identity, scene.conditions);
+    while (scene.camera.scale() < 0.7f * rasterScale(detail)) {
+        cv::resize(detail, detail, detail.size() / 2, 0, 0, cv::INTER_AREA);
+    }
+    result.layer = project(
+        detail, scene.camera.rasterMap(result.window, kTextureArea, rasterScale(detail)),
+        kNeutralDetail);
+    return result;
+}
+
+ProjectedSkin projectSkin(const Silhouette& silhouette, const Scene& scene) {
     const float scale = std::min(kShadeScale, scene.camera.scale());
-    const ShadedSkin skin = shadeSkin(silhouette, scene.conditions, handArea(scene.camera), scale);
-    cv::Mat projected;
-    cv::remap(skin.coverageAndShade, projected, scene.camera.rasterMap(skin.area, skin.scale), {},
-              cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar::all(0.0));
-    return projected;
+    const ShadedSkin skin = shadeSkin(silhouette, scene.conditions,
+                                      scene.camera.visibleArea() & kHandReach, scale);
+    const cv::Rect window = scene.camera.windowOn(skin.area);
+    if (skin.area.empty() || window.empty()) {
+        return {};
+    }
+    const RasterMap map = scene.camera.rasterMap(window, skin.area, skin.scale);
+    return {project(skin.coverage, map, 0.0f), project(skin.shade, map, 0.0f), window};
 }
 
 // Darkens what lies behind the hand, away from the light.
-void castShadow(cv::Mat& background, const cv::Mat& skin, const Scene& scene) {
-    constexpr int kShrink = 4;
-    cv::Mat coverage;
-    cv::extractChannel(skin, coverage, 0);
-    cv::resize(coverage, coverage, {}, 1.0 / kShrink, 1.0 / kShrink, cv::INTER_AREA);
-    const auto reach = static_cast<double>(scene.camera.scale()) * 0.10 / kShrink;
+void castShadow(cv::Mat& background, const ProjectedSkin& skin, const Scene& scene) {
+    const double shrink = 0.5 * background.cols / scene.size.width;
+    const auto reach = static_cast<double>(scene.camera.scale()) * 0.10 * shrink;
     const auto& slope = scene.conditions.lightSlope;
-    const cv::Matx23d shift(1.0, 0.0, -3.0 * reach * static_cast<double>(slope.x), 0.0, 1.0,
-                            3.0 * reach * static_cast<double>(slope.y));
-    cv::warpAffine(coverage, coverage, shift, coverage.size());
+    const cv::Matx23d shift(1.0, 0.0,
+                            skin.window.x * shrink - 3.0 * reach * static_cast<double>(slope.x),
+                            0.0, 1.0,
+                            skin.window.y * shrink + 3.0 * reach * static_cast<double>(slope.y));
+    cv::Mat coverage;
+    cv::resize(skin.coverage, coverage, {}, shrink, shrink, cv::INTER_AREA);
+    cv::warpAffine(coverage, coverage, shift, background.size() / 2);
     cv::GaussianBlur(coverage, coverage, {}, 0.6 + reach);
     cv::resize(coverage, coverage, background.size(), 0, 0, cv::INTER_LINEAR);
     cv::Mat shadow;
@@ -128,47 +150,75 @@ void castShadow(cv::Mat& background, const cv::Mat& skin, const Scene& scene) {
     cv::subtract(background, shadow, background);
 }
 
-// Share of the light that reaches each column or row offset from the brightest place.
-class LightField {
-public:
-    explicit LightField(const Scene& scene)
-        : x_(scene.conditions.lightCentre.x * static_cast<float>(scene.size.width)),
-          y_(scene.conditions.lightCentre.y * static_cast<float>(scene.size.height)),
-          fallOff_(4.0f * scene.conditions.lightFallOff /
-                   static_cast<float>(scene.size.width * scene.size.height)) {}
-
-    float at(float x, float y) const {
-        const float dx = x - x_;
-        const float dy = y - y_;
-        return 1.0f / (1.0f + fallOff_ * (dx * dx + dy * dy));
-    }
-
-private:
-    float x_;
-    float y_;
-    float fallOff_;
+// Light on skin: its level where it is brightest, and how it falls off from there.
+struct SkinLight {
+    float x;
+    float y;
+    float fallOff;
+    float level;
 };
 
+SkinLight lightOf(const Scene& scene) {
+    const CaptureConditions& conditions = scene.conditions;
+    return {conditions.lightCentre.x * static_cast<float>(scene.size.width),
+            conditions.lightCentre.y * static_cast<float>(scene.size.height),
+            4.0f * conditions.lightFallOff / static_cast<float>(scene.size.area()),
+            conditions.exposure * scene.albedo / kFullShade};
+}
+
+// Pointers into a row of skin, and of the frame over which it is laid; x and y are the first one's
+// place in the frame.
+struct SkinRow {
+    std::uint8_t* frame;
+    const std::uint8_t* coverage;
+    const std::uint8_t* shade;
+    int x;
+    int y;
+    int count;
+};
+
+// Lays a row of lit skin over the frame. `edge` is how steeply coverage turns into skin.
+void layRow(SkinRow row, float edge, SkinLight light) {
+    const float dy = static_cast<float>(row.y) - light.y;
+    for (int x = 0; x < row.count; ++x) {
+        const float within = 0.5f + (static_cast<float>(row.coverage[x]) - 127.5f) * edge;
+        const float cover = std::min(std::max(within, 0.0f), 1.0f);
+        const float dx = static_cast<float>(row.x + x) - light.x;
+        const float lit = light.level / (1.0f + light.fallOff * (dx * dx + dy * dy));
+        const float grey = static_cast<float>(row.shade[x]) * lit;
+        const auto behind = static_cast<float>(row.frame[x]);
+        row.frame[x] =
+            static_cast<std::uint8_t>(std::min(behind + cover * (grey - behind), 255.0f));
+    }
+}
+
+// Lays creases, veins and relief over a row of shaded skin.
+void addDetail(std::uint8_t* shade, const std::uint8_t* detail, int count) {
+    constexpr float kGain = 0.75f / kNeutralDetail;
+    for (int x = 0; x < count; ++x) {
+        const float texture = 1.0f + (static_cast<float>(detail[x]) - kNeutralDetail) * kGain;
+        const float grey = static_cast<float>(shade[x]) * texture + 0.5f;
+        shade[x] = static_cast<std::uint8_t>(std::min(grey, 255.0f));
+    }
+}
+
+void addDetail(ProjectedSkin& skin, const ProjectedDetail& detail) {
+    const cv::Point corner = detail.window.tl() - skin.window.tl();
+    for (int y = 0; y < detail.window.height; ++y) {
+        addDetail(skin.shade.ptr<std::uint8_t>(corner.y + y, corner.x),
+                  detail.layer.ptr<std::uint8_t>(y), detail.window.width);
+    }
+}
+
 // Lays lit skin over the background.
-void compose(cv::Mat& frame, const cv::Mat& skin, const cv::Mat& detail, const Scene& scene) {
-    const LightField light(scene);
+void compose(cv::Mat& frame, const ProjectedSkin& skin, const Scene& scene) {
     const float edge = kOutlineBlur * scene.camera.scale() * 2.5066f / (255.0f * 1.2f);
-    const float level = scene.conditions.exposure * scene.albedo / kFullShade;
-    constexpr float kDetailGain = 0.75f / kNeutralDetail;
-    for (int y = 0; y < frame.rows; ++y) {
-        auto* to = frame.ptr<std::uint8_t>(y);
-        const auto* from = skin.ptr<std::uint8_t>(y);
-        const auto* fine = detail.ptr<std::uint8_t>(y);
-        for (int x = 0; x < frame.cols; ++x) {
-            const float cover =
-                std::clamp(0.5f + (static_cast<float>(from[2 * x]) - 127.5f) * edge, 0.0f, 1.0f);
-            const float deviation = static_cast<float>(fine[x]) - kNeutralDetail;
-            const float texture = 1.0f + deviation * kDetailGain;
-            const float lit = light.at(static_cast<float>(x), static_cast<float>(y));
-            const float grey = level * static_cast<float>(from[2 * x + 1]) * texture * lit;
-            const float behind = static_cast<float>(to[x]);
-            to[x] = static_cast<std::uint8_t>(std::min(behind + cover * (grey - behind), 255.0f));
-        }
+    const SkinLight light = lightOf(scene);
+    const cv::Rect& window = skin.window;
+    for (int y = 0; y < window.height; ++y) {
+        layRow({frame.ptr<std::uint8_t>(window.y + y, window.x), skin.coverage.ptr<std::uint8_t>(y),
+                skin.shade.ptr<std::uint8_t>(y), window.x, window.y + y, window.width},
+               edge, light);
     }
 }
 
@@ -209,6 +259,13 @@ const std::vector<float>& noiseTile() {
     return tile;
 }
 
+void addScaled(std::uint8_t* to, const float* noise, int count, float deviation) {
+    for (int i = 0; i < count; ++i) {
+        const float grey = static_cast<float>(to[i]) + deviation * noise[i] + 0.5f;
+        to[i] = static_cast<std::uint8_t>(std::min(std::max(grey, 0.0f), 255.0f));
+    }
+}
+
 void addNoise(cv::Mat& frame, float deviation, Random& random) {
     const std::vector<float>& tile = noiseTile();
     const int offsetX = random.below(kNoiseSide);
@@ -217,31 +274,35 @@ void addNoise(cv::Mat& frame, float deviation, Random& random) {
         auto* to = frame.ptr<std::uint8_t>(y);
         const float* row =
             tile.data() + static_cast<std::ptrdiff_t>((y + offsetY) % kNoiseSide) * kNoiseSide;
-        for (int x = 0; x < frame.cols; ++x) {
-            const float grey =
-                static_cast<float>(to[x]) + deviation * row[(x + offsetX) % kNoiseSide] + 0.5f;
-            to[x] = static_cast<std::uint8_t>(std::clamp(grey, 0.0f, 255.0f));
+        for (int begin = 0; begin < frame.cols;) {
+            const int from = (begin + offsetX) % kNoiseSide;
+            const int count = std::min(kNoiseSide - from, frame.cols - begin);
+            addScaled(to + begin, row + from, count, deviation);
+            begin += count;
         }
     }
-}
-
-cv::Mat neutralDetail(cv::Size size) {
-    return {size, CV_8U, cv::Scalar::all(static_cast<double>(kNeutralDetail))};
 }
 
 // Photographs a body part; `identity` supplies the skin's detail and may be null.
 cv::Mat photograph(const Silhouette* silhouette, const PalmIdentity* identity, const Scene& scene) {
     Random random{scene.conditions.noiseKey, kSceneStream};
-    cv::Mat frame = drawBackground(scene.size, scene.conditions.background,
-                                   scene.conditions.backgroundLevel, random);
+    cv::Mat background = drawBackground(scene.size, scene.conditions.background,
+                                        scene.conditions.backgroundLevel, random);
+    ProjectedSkin skin;
     if (silhouette != nullptr) {
-        const cv::Mat skin = projectSkin(*silhouette, scene);
-        if (scene.conditions.background != Background::black) {
-            castShadow(frame, skin, scene);
-        }
-        const cv::Mat detail =
-            identity != nullptr ? projectDetail(*identity, scene) : neutralDetail(scene.size);
-        compose(frame, skin, detail, scene);
+        skin = projectSkin(*silhouette, scene);
+    }
+    const bool visible = !skin.window.empty();
+    if (visible && scene.conditions.background != Background::black) {
+        castShadow(background, skin, scene);
+    }
+    cv::Mat frame;
+    cv::resize(background, frame, scene.size, 0, 0, cv::INTER_LINEAR);
+    if (visible && identity != nullptr) {
+        addDetail(skin, projectDetail(*identity, scene, skin.window));
+    }
+    if (visible) {
+        compose(frame, skin, scene);
     }
     blur(frame, scene);
     addNoise(frame, scene.conditions.noise, random);
@@ -269,7 +330,7 @@ RenderedFrame render(const PalmIdentity& identity, const CaptureConditions& cond
     frame.keyPoints = keyPointsIn(identity, conditions, size);
     const auto [wrist, tip] = lengthwise(identity.shape, conditions);
     frame.handLength = static_cast<float>(cv::norm(camera.toFrame(tip) - camera.toFrame(wrist)));
-    frame.hasHand = true;
+    frame.content = Content::openPalm;
     return frame;
 }
 
@@ -283,15 +344,20 @@ RenderedFrame renderWithoutHand(std::uint64_t seed, int number, cv::Size size) {
     const CaptureConditions conditions =
         captureOf(seed, stranger, number, Scenario::anywhere, lookOf(seed, number));
     const bool textured = random.chance(0.3f);
+    const bool bare = random.chance(0.3f);
+    const OtherSkin skin = otherSkin(stranger.shape, conditions, random);
     if (textured) {
         stranger = identityOf(strangersSeed, 0, stranger.hand);
+        if (!skin.showsPalm) {
+            stranger.creases.setTo(0);
+        }
     }
-    const bool bare = random.chance(0.3f);
-    const Silhouette skin = otherSkin(stranger.shape, conditions, random);
     const Camera camera(conditions, stranger.hand, size);
     const Scene scene{conditions, camera, size, random.uniform(0.4f, 1.0f)};
     RenderedFrame frame{};
-    frame.luma = photograph(bare ? nullptr : &skin, textured ? &stranger : nullptr, scene);
+    frame.luma =
+        photograph(bare ? nullptr : &skin.silhouette, textured ? &stranger : nullptr, scene);
+    frame.content = bare || !skin.isHand ? Content::noHand : Content::otherHand;
     return frame;
 }
 

@@ -10,15 +10,18 @@
 
 namespace brairu {
 
+// What a frame shows. Another hand is one that is no open palm: a fist, a sign, fingers, a back.
+enum class Content { openPalm, otherHand, noHand };
+
 // A camera frame and what is truly in it.
 struct RenderedFrame {
     // CV_8UC1, continuous.
     cv::Mat luma;
-    // Frame pixels, possibly outside the frame; meaningless without a hand.
+    // Frame pixels, possibly outside the frame; meaningless without an open palm.
     std::array<cv::Point2f, 7> keyPoints;
     // From the wrist's crease to the tip of the middle finger, frame pixels.
     float handLength;
-    bool hasHand;
+    Content content;
 };
 
 // Where the seven key points of a palm lie in a capture, in frame pixels.

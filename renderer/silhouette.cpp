@@ -105,7 +105,14 @@ Curve web(const HandShape& shape, cv::Point2f knuckle, cv::Point2f thumb) {
     return outline;
 }
 
-void addThumb(Silhouette& hand, const HandShape& shape, const FingerPose& pose) {
+// Where the nail of a thumb sits.
+struct ThumbTip {
+    cv::Point2f centre;
+    cv::Point2f along;
+    float halfWidth;
+};
+
+ThumbTip addThumb(Silhouette& hand, const HandShape& shape, const FingerPose& pose) {
     const float angle = -38.0f * kDegree + pose.turn;
     const float half = shape.thumbWidth * 0.5f;
     const cv::Point2f root(-0.26f, -0.88f * shape.palmLength);
@@ -124,6 +131,7 @@ void addThumb(Silhouette& hand, const HandShape& shape, const FingerPose& pose) 
     const cv::Point2f across = rightOf(along) * (half * 0.8f);
     const cv::Point2f joint = knuckle + along * (0.46f * length);
     hand.folds.push_back(smoothCurve({joint - across, joint, joint + across}, 4));
+    return {limb.back().centre, along, half * 0.78f};
 }
 
 Curve palmOutline(const HandShape& shape) {
@@ -199,14 +207,6 @@ void dressArm(Silhouette& hand, const ArmLine& arm, float wristHalf,
     }
 }
 
-void addRing(Silhouette& hand, const FingerShape& finger, const FingerPose& pose, float tone) {
-    const FingerLine line(finger, pose);
-    const cv::Point2f half = rightOf(line.along(0.2f)) * (finger.baseWidth * 0.5f);
-    const cv::Point2f from = line.at(0.17f);
-    const cv::Point2f to = line.at(0.23f);
-    hand.patches.push_back({{from - half, from + half, to + half, to - half}, tone});
-}
-
 Curve ellipse(cv::Point2f centre, cv::Point2f radii) {
     Curve points;
     constexpr int kCorners = 16;
@@ -216,6 +216,54 @@ Curve ellipse(cv::Point2f centre, cv::Point2f radii) {
                             centre.y + radii.y * std::sin(angle));
     }
     return points;
+}
+
+// What a hand that shows its palm lets one see of a nail: the edge that stands out over the tip.
+Curve nailEdge(cv::Point2f root, const cv::Point2f& along, float halfWidth, float from, float to) {
+    const cv::Point2f side = rightOf(along) * halfWidth;
+    Curve edge;
+    constexpr int kSteps = 8;
+    const auto addArch = [&](float reach, float turn) {
+        for (int i = 0; i <= kSteps; ++i) {
+            const float angle = kPi * static_cast<float>(i) / kSteps;
+            edge.push_back(root - side * (turn * std::cos(angle)) +
+                           along * (reach * std::sin(angle)));
+        }
+    };
+    addArch(to, 1.0f);
+    addArch(from, -1.0f);
+    return edge;
+}
+
+void addFingerNail(Silhouette& hand, const FingerShape& finger, const FingerPose& pose,
+                   const Nails& nails) {
+    const FingerLine line(finger, pose);
+    const float half = finger.tipWidth * 0.5f;
+    const cv::Point2f along = line.along(1.0f);
+    const cv::Point2f root = line.at(1.0f - half / line.length());
+    hand.patches.push_back(
+        {nailEdge(root, along, half * 0.66f, half * 0.96f, half * 1.02f + nails.length),
+         nails.tone});
+}
+
+// The thumb is turned against the fingers, so that its nail shows along its outer side.
+void addThumbNail(Silhouette& hand, const ThumbTip& tip, float roll, float tone) {
+    const cv::Point2f outward = rightOf(tip.along) * -1.0f;
+    const float width = tip.halfWidth * (0.25f + 0.35f * roll);
+    const cv::Point2f centre = tip.centre + outward * (tip.halfWidth - width);
+    Curve nail = ellipse({}, {width, tip.halfWidth * 0.85f});
+    for (cv::Point2f& point : nail) {
+        point = centre + outward * -point.x + tip.along * point.y;
+    }
+    hand.patches.push_back({nail, tone});
+}
+
+void addRing(Silhouette& hand, const FingerShape& finger, const FingerPose& pose, float tone) {
+    const FingerLine line(finger, pose);
+    const cv::Point2f half = rightOf(line.along(0.2f)) * (finger.baseWidth * 0.5f);
+    const cv::Point2f from = line.at(0.17f);
+    const cv::Point2f to = line.at(0.23f);
+    hand.patches.push_back({{from - half, from + half, to + half, to - half}, tone});
 }
 
 Curve patch(cv::Point2f centre, cv::Point2f radii, float roughness, Random& random) {
@@ -242,6 +290,16 @@ void addPalm(Silhouette& hand, const HandShape& shape, const CaptureConditions& 
 
 FingerPose poseOf(const CaptureConditions& conditions, std::size_t finger) {
     return {conditions.fingerTurn[finger], conditions.fingerReach[finger]};
+}
+
+void addNails(Silhouette& hand, const HandShape& shape, const CaptureConditions& conditions,
+              const ThumbTip& thumb) {
+    for (std::size_t i = 0; shape.nails.length > 0.0f && i < shape.fingers.size(); ++i) {
+        addFingerNail(hand, shape.fingers[i], poseOf(conditions, i), shape.nails);
+    }
+    if (conditions.thumbRoll > 0.0f) {
+        addThumbNail(hand, thumb, conditions.thumbRoll, shape.nails.tone);
+    }
 }
 
 void addKnuckles(Silhouette& skin, Random& random) {
@@ -428,7 +486,8 @@ Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions)
     for (std::size_t i = 0; i < 4; ++i) {
         addFinger(hand, shape.fingers[i], poseOf(conditions, i));
     }
-    addThumb(hand, shape, poseOf(conditions, 4));
+    const ThumbTip thumb = addThumb(hand, shape, poseOf(conditions, 4));
+    addNails(hand, shape, conditions, thumb);
     if (conditions.wear.ringTone > 0.0f) {
         const auto finger = static_cast<std::size_t>(conditions.wear.ringFinger);
         addRing(hand, shape.fingers[finger], poseOf(conditions, finger), conditions.wear.ringTone);
@@ -442,27 +501,30 @@ std::array<cv::Point2f, 2> lengthwise(const HandShape& shape, const CaptureCondi
     return {cv::Point2f(0.0f, kWrist * shape.palmLength), finger.at(1.0f)};
 }
 
-Silhouette otherSkin(const HandShape& shape, const CaptureConditions& conditions, Random& random) {
+OtherSkin otherSkin(const HandShape& shape, const CaptureConditions& conditions, Random& random) {
     switch (random.below(16)) {
         case 0:
-        case 1: return fist(random);
+        case 1: return {fist(random), true, false};
         case 2:
-        case 3: return pointing(random);
+        case 3: return {pointing(random), true, false};
         case 4:
         case 5:
-        case 6: return handSign(shape, conditions, random);
+        case 6: return {handSign(shape, conditions, random), true, true};
         case 7:
-        case 8: return bareArm(random);
+        case 8: return {bareArm(random), false, false};
         case 9:
-        case 10: return face(random);
+        case 10: return {face(random), false, false};
         case 11:
-        case 12: return looseFingers(random);
-        case 13: return prongs(random);
+        case 12: return {looseFingers(random), true, false};
+        case 13: return {prongs(random), false, false};
         case 14:
-            return conditions.palmWidth > kNailsShow ? backOfHand(shape, conditions, random)
-                                                     : shapeless(random);
-        default: return shapeless(random);
+            if (conditions.palmWidth > kNailsShow) {
+                return {backOfHand(shape, conditions, random), true, false};
+            }
+            break;
+        default: break;
     }
+    return {shapeless(random), false, false};
 }
 
 }  // namespace brairu

@@ -38,8 +38,16 @@ Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions)
 // ISO 7250-1 has it.
 std::array<cv::Point2f, 2> lengthwise(const HandShape& shape, const CaptureConditions& conditions);
 
-// Skin that is no open palm: forearm, fist, the hand of a sign with folded fingers, the back of a
-// hand, a face, a shapeless patch; or a thing that has something of a hand.
-Silhouette otherSkin(const HandShape& shape, const CaptureConditions& conditions, Random& random);
+// Skin that is no open palm, or a thing that has something of a hand.
+struct OtherSkin {
+    Silhouette silhouette;
+    bool isHand;
+    // Whether skin of the palm, with its creases, is in sight.
+    bool showsPalm;
+};
+
+// A forearm, a fist, the hand of a sign with folded fingers, loose fingers, the back of a hand, a
+// face, a shapeless patch, a comb.
+OtherSkin otherSkin(const HandShape& shape, const CaptureConditions& conditions, Random& random);
 
 }  // namespace brairu

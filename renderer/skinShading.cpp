@@ -1,5 +1,7 @@
 #include "renderer/skinShading.h"
 
+#include "renderer/random.h"
+
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -11,6 +13,7 @@ namespace brairu {
 namespace {
 
 constexpr int kSubPixelBits = 4;
+constexpr std::uint64_t kWetStream = 15;
 
 // Maps palm coordinates to the raster of a skin area.
 class Raster {
@@ -18,8 +21,7 @@ public:
     Raster(cv::Rect2f area, float scale) : area_(area), scale_(scale) {}
 
     cv::Size size() const {
-        return {std::max(4, cvRound(area_.width * scale_)),
-                std::max(4, cvRound(area_.height * scale_))};
+        return {cvRound(area_.width * scale_), cvRound(area_.height * scale_)};
     }
 
     cv::Point subPixel(const cv::Point2f& palm) const {
@@ -29,6 +31,15 @@ public:
     }
 
     float scale() const { return scale_; }
+
+    // The part of it that some of its pixels make up.
+    Raster part(const cv::Rect& pixels) const {
+        const auto top = area_.y + area_.height - static_cast<float>(pixels.y) / scale_;
+        const cv::Size2f size(static_cast<float>(pixels.width) / scale_,
+                              static_cast<float>(pixels.height) / scale_);
+        return {{{area_.x + static_cast<float>(pixels.x) / scale_, top - size.height}, size},
+                scale_};
+    }
 
     const cv::Rect2f& area() const { return area_; }
 
@@ -136,52 +147,138 @@ cv::Mat heights(const cv::Mat& distance, const Raster& raster, const SkinRelief&
     return height;
 }
 
+// Soft random values around 0 with features of a given size, at most about 1 in size.
+cv::Mat softNoise(const Raster& raster, float feature, Random& random) {
+    const cv::Rect2f& area = raster.area();
+    cv::Mat coarse(2 + cvCeil(area.height / feature), 2 + cvCeil(area.width / feature), CV_32F);
+    for (float& value : cv::Mat_<float>(coarse)) {
+        value = random.normal(0.4f);
+    }
+    cv::Mat result;
+    cv::resize(coarse, result, raster.size(), 0, 0, cv::INTER_CUBIC);
+    return result;
+}
+
+void drawDrop(cv::Mat& wet, const cv::Point2f& middle, const Raster& raster, Random& random) {
+    const float length = random.uniform(0.02f, 0.22f) * raster.scale();
+    const float breadth = length * random.uniform(0.4f, 1.0f);
+    const cv::Point at = raster.subPixel(middle) / (1 << kSubPixelBits);
+    cv::ellipse(wet, at, {cvRound(length), cvRound(breadth)}, random.uniform(0.0f, 180.0f), 0.0,
+                360.0, cv::Scalar::all(255.0), cv::FILLED, cv::LINE_AA);
+}
+
+// How wet the skin is, 0 to 255: drops and smears that run into each other.
+cv::Mat drawWetPlaces(const Raster& raster, int places, Random& random) {
+    cv::Mat wet = cv::Mat::zeros(raster.size(), CV_8U);
+    for (int i = 0; i < places; ++i) {
+        const cv::Point2f middle(random.uniform(-0.6f, 0.6f), random.uniform(-1.2f, 1.0f));
+        const int drops = 1 + random.below(4);
+        for (int k = 0; k < drops; ++k) {
+            drawDrop(wet, middle + cv::Point2f(random.normal(0.15f), random.normal(0.15f)), raster,
+                     random);
+        }
+    }
+    cv::GaussianBlur(wet, wet, {}, 0.02 * static_cast<double>(raster.scale()));
+    return wet;
+}
+
+// Water stands on the skin in small waves.
+void addWaves(cv::Mat& height, const cv::Mat& wet, const Raster& raster, Random& random) {
+    constexpr double kHeight = 0.008;
+    cv::Mat depth;
+    wet.convertTo(depth, CV_32F, kHeight / 255.0);
+    cv::Mat waves = softNoise(raster, 0.05f, random);
+    cv::multiply(waves, depth, waves);
+    height += waves;
+}
+
 // Cosine of the angle between a surface of the given slopes and the light.
 float facing(float slopeX, float slopeY, const cv::Point2f& light) {
     const float along = 1.0f + slopeX * light.x + slopeY * light.y;
     const float length = std::sqrt((1.0f + slopeX * slopeX + slopeY * slopeY) *
                                    (1.0f + light.x * light.x + light.y * light.y));
-    return std::max(0.0f, along / length);
+    return std::min(std::max(0.0f, along / length), 1.0f);
 }
 
-// Light that skin sends back, as a grey level: from all around, by its slope, and like a mirror.
-class Reflection {
-public:
-    explicit Reflection(const CaptureConditions& conditions) {
-        for (std::size_t i = 0; i < table_.size(); ++i) {
-            const float cosine = static_cast<float>(i) / static_cast<float>(table_.size() - 1);
-            const float share = conditions.ambient + (1.0f - conditions.ambient) * cosine +
-                                conditions.sheen * (std::pow(cosine, 40.0f) - 0.5f);
-            table_[i] = cv::saturate_cast<std::uint8_t>(kFullShade * share);
-        }
-    }
+// Cosines are kept in so many steps.
+constexpr int kCosineSteps = 1024;
 
-    std::uint8_t at(float cosine) const {
-        return table_[static_cast<std::size_t>(cosine * static_cast<float>(table_.size() - 1))];
-    }
-
-private:
-    std::array<std::uint8_t, 1024> table_;
-};
-
-cv::Mat litRelief(const cv::Mat& height, float scale, const CaptureConditions& conditions) {
-    const Reflection reflection(conditions);
-    const cv::Point2f light = conditions.lightSlope;
-    cv::Mat shade(height.size(), CV_8U);
+// For each place the cosine between the skin and the light, 0 to kCosineSteps - 1.
+cv::Mat facingLight(const cv::Mat& height, float scale, const cv::Point2f& light) {
+    cv::Mat padded;
+    cv::copyMakeBorder(height, padded, 1, 1, 1, 1, cv::BORDER_REPLICATE);
+    cv::Mat cosines(height.size(), CV_16U);
     const float perPixel = 0.5f * scale;
     for (int y = 0; y < height.rows; ++y) {
-        const auto* above = height.ptr<float>(std::max(y - 1, 0));
-        const auto* here = height.ptr<float>(y);
-        const auto* below = height.ptr<float>(std::min(y + 1, height.rows - 1));
-        auto* to = shade.ptr<std::uint8_t>(y);
+        const auto* above = padded.ptr<float>(y) + 1;
+        const auto* here = padded.ptr<float>(y + 1) + 1;
+        const auto* below = padded.ptr<float>(y + 2) + 1;
+        auto* to = cosines.ptr<std::uint16_t>(y);
         for (int x = 0; x < height.cols; ++x) {
-            const int left = std::max(x - 1, 0);
-            const int right = std::min(x + 1, height.cols - 1);
-            const float slopeX = (here[left] - here[right]) * perPixel;
+            const float slopeX = (here[x - 1] - here[x + 1]) * perPixel;
             const float slopeY = (above[x] - below[x]) * perPixel;
-            to[x] = reflection.at(std::min(facing(slopeX, slopeY, light), 1.0f));
+            to[x] = static_cast<std::uint16_t>(static_cast<int>(
+                facing(slopeX, slopeY, light) * static_cast<float>(kCosineSteps - 1)));
         }
     }
+    return cosines;
+}
+
+// Grey levels of light that a surface sends back, by cosine.
+using Reflection = std::array<std::uint8_t, kCosineSteps>;
+
+// From all around, by its slope, and like a mirror.
+Reflection reflectionOf(float ambient, float diffuse, float shine, float polish) {
+    Reflection table{};
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const float cosine = static_cast<float>(i) / static_cast<float>(kCosineSteps - 1);
+        const float share = ambient + diffuse * cosine + shine * std::pow(cosine, polish);
+        table[i] = cv::saturate_cast<std::uint8_t>(kFullShade * share);
+    }
+    return table;
+}
+
+cv::Mat lit(const cv::Mat& cosines, const Reflection& reflection) {
+    cv::Mat shade(cosines.size(), CV_8U);
+    const auto* from = cosines.ptr<std::uint16_t>();
+    std::transform(from, from + cosines.total(), shade.ptr<std::uint8_t>(),
+                   [&](std::uint16_t cosine) { return reflection[cosine]; });
+    return shade;
+}
+
+Reflection drySkin(const CaptureConditions& conditions) {
+    return reflectionOf(conditions.ambient - 0.5f * conditions.sheen, 1.0f - conditions.ambient,
+                        conditions.sheen, 40.0f);
+}
+
+// Water lets light into the skin, which is darker for it, and throws some back like a mirror.
+Reflection wetSkin(const CaptureConditions& conditions) {
+    constexpr float kTone = 0.85f;
+    constexpr float kShine = 0.55f;
+    return reflectionOf(kTone * conditions.ambient, kTone * (1.0f - conditions.ambient), kShine,
+                        120.0f);
+}
+
+// Puts `over` in the place of what is there, as far as the mask says.
+void blend(cv::Mat& shade, const cv::Mat& over, const cv::Mat& mask) {
+    cv::Mat kept;
+    cv::multiply(shade, ~mask, kept, 1.0 / 255.0);
+    cv::multiply(over, mask, shade, 1.0 / 255.0);
+    shade += kept;
+}
+
+// The relief under the capture's light, with wet places if there are any.
+cv::Mat lightRelief(cv::Mat height, const Raster& raster, const CaptureConditions& conditions) {
+    if (conditions.wetPlaces == 0) {
+        return lit(facingLight(height, raster.scale(), conditions.lightSlope),
+                   drySkin(conditions));
+    }
+    Random random{conditions.noiseKey, kWetStream};
+    const cv::Mat wet = drawWetPlaces(raster, conditions.wetPlaces, random);
+    addWaves(height, wet, raster, random);
+    const cv::Mat cosines = facingLight(height, raster.scale(), conditions.lightSlope);
+    cv::Mat shade = lit(cosines, drySkin(conditions));
+    blend(shade, lit(cosines, wetSkin(conditions)), wet);
     return shade;
 }
 
@@ -202,22 +299,37 @@ void layPatches(cv::Mat& coverage, cv::Mat& shade, const Silhouette& silhouette,
     }
 }
 
+// What a silhouette covers of a raster, with a margin for soft edges.
+Raster coveredPart(const Silhouette& silhouette, const Raster& whole) {
+    cv::Mat coverage = fillParts(silhouette, whole);
+    for (const Patch& patch : silhouette.patches) {
+        fill(coverage, patch.outline, whole);
+    }
+    const int margin = 2 + cvCeil(4.0f * kOutlineBlur * whole.scale());
+    const cv::Rect covered = cv::boundingRect(coverage);
+    const cv::Rect grown =
+        covered.empty() ? covered
+                        : covered - cv::Point(margin, margin) + cv::Size(2 * margin, 2 * margin);
+    return whole.part(grown & cv::Rect({}, whole.size()));
+}
+
 }  // namespace
 
 ShadedSkin shadeSkin(const Silhouette& silhouette, const CaptureConditions& conditions,
                      cv::Rect2f area, float scale) {
-    const Raster raster(area, scale);
+    const Raster raster = coveredPart(silhouette, {area, scale});
+    if (raster.size().empty()) {
+        return {};
+    }
     cv::Mat coverage = fillParts(silhouette, raster);
     const cv::Mat distance = distanceToEdge(coverage, silhouette, raster);
     SkinRelief relief = silhouette.relief;
     relief.mounds[kHollow] *= conditions.palmHollow;
-    cv::Mat shade = litRelief(heights(distance, raster, relief), scale, conditions);
+    cv::Mat shade = lightRelief(heights(distance, raster, relief), raster, conditions);
     layPatches(coverage, shade, silhouette, raster);
     drawFolds(shade, silhouette, raster);
     cv::GaussianBlur(coverage, coverage, {}, static_cast<double>(kOutlineBlur * scale));
-    ShadedSkin skin{{}, area, scale};
-    cv::merge(std::vector<cv::Mat>{coverage, shade}, skin.coverageAndShade);
-    return skin;
+    return {coverage, shade, raster.area(), scale};
 }
 
 }  // namespace brairu

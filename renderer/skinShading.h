@@ -7,10 +7,11 @@
 
 namespace brairu {
 
-// A body part drawn over an area of palm coordinates: channel 0 is a soft coverage whose middle
-// value is the outline, channel 1 the shading by its relief (kFullShade is skin facing the light).
+// A body part drawn over an area of palm coordinates: a soft coverage whose middle value is the
+// outline, and the shading by its relief (kFullShade is skin facing the light).
 struct ShadedSkin {
-    cv::Mat coverageAndShade;
+    cv::Mat coverage;
+    cv::Mat shade;
     cv::Rect2f area;
     // Pixels per palm breadth.
     float scale;
@@ -20,6 +21,8 @@ inline constexpr float kFullShade = 180.0f;
 // Softness of the coverage: deviation of the blur in palm breadths.
 inline constexpr float kOutlineBlur = 0.022f;
 
+// Shades what lies within an area. The result's own area is the part of it in which there is
+// something, empty if there is nothing.
 ShadedSkin shadeSkin(const Silhouette& silhouette, const CaptureConditions& conditions,
                      cv::Rect2f area, float scale);
 

@@ -285,6 +285,16 @@ void drawWrinkledParts(cv::Mat& layer, Random& random) {
     }
 }
 
+// Blurs by a deviation of several pixels, for which half the pixels do.
+cv::Mat softened(const cv::Mat& layer, float deviation) {
+    cv::Mat half;
+    cv::resize(layer, half, layer.size() / 2, 0, 0, cv::INTER_AREA);
+    cv::GaussianBlur(half, half, {}, static_cast<double>(0.5f * deviation));
+    cv::Mat result;
+    cv::resize(half, result, layer.size(), 0, 0, cv::INTER_LINEAR);
+    return result;
+}
+
 cv::Mat drawCreases(const HandShape& shape, Random& course, Random& random) {
     cv::Mat fine = cv::Mat::zeros(textureSize(), CV_8U);
     drawWrinkledParts(fine, random);
@@ -292,8 +302,7 @@ cv::Mat drawCreases(const HandShape& shape, Random& course, Random& random) {
     drawFingerBaseCreases(fine, shape, random);
     cv::Mat principal = cv::Mat::zeros(textureSize(), CV_8U);
     drawPrincipalCreases(principal, shape.palmLength, course, random);
-    cv::Mat broad;
-    cv::GaussianBlur(principal, broad, {}, random.uniform(2.5f, 6.0f));
+    const cv::Mat broad = softened(principal, random.uniform(2.5f, 6.0f));
     cv::max(fine, principal, fine);
     cv::GaussianBlur(fine, fine, {}, random.uniform(0.7f, 1.6f));
     cv::addWeighted(fine, 0.85, broad, random.uniform(0.2f, 0.8f), 0.0, fine);
@@ -380,10 +389,9 @@ cv::Mat drawVeins(Random& random) {
         const Curve path = growVein(tip, random, tips);
         drawStroke(random.chance(0.4f) ? deep : shallow, {path, tip.strength, tip.width}, random);
     }
-    cv::GaussianBlur(deep, deep, {}, 6.5);
-    cv::GaussianBlur(shallow, shallow, {}, 3.2);
-    cv::max(deep, shallow, shallow);
-    return shallow;
+    cv::Mat veins;
+    cv::max(softened(deep, 6.5f), softened(shallow, 3.2f), veins);
+    return veins;
 }
 
 cv::Mat whiteNoise(cv::Size size, Random& random) {
@@ -407,22 +415,105 @@ void addMoles(cv::Mat& relief, Random& random) {
     }
 }
 
+// How the friction ridges of a palm run: side by side across it, around the root of the thumb, and
+// aslant below the little finger (Cummins and Midlo, Finger Prints, Palms and Soles, 1943).
+class RidgeFlow {
+public:
+    explicit RidgeFlow(Random& random)
+        : slant_(random.normal(0.25f)),
+          root_(-0.42f + random.normal(0.05f), -0.72f + random.normal(0.08f)),
+          rootReach_(random.uniform(0.30f, 0.45f)),
+          fall_(random.uniform(0.2f, 0.9f)),
+          sway_(random.uniform(0.02f, 0.07f)),
+          phase_(random.uniform(0.0f, 2.0f * kPi)) {}
+
+    // How far along its ridge a place lies, and across how many ridges, in palm breadths.
+    cv::Point2f at(const cv::Point2f& palm) const {
+        const cv::Point2f away = palm - root_;
+        const float distance = std::hypot(away.x, away.y) + 0.02f;
+        const float aside = std::max(0.0f, palm.x - 0.1f) * std::max(0.0f, -palm.y);
+        const cv::Point2f level(palm.x * std::cos(slant_) - palm.y * std::sin(slant_),
+                                palm.y * std::cos(slant_) + palm.x * std::sin(slant_) -
+                                    2.0f * fall_ * aside +
+                                    sway_ * std::sin(5.0f * palm.x + 3.0f * palm.y + phase_));
+        const cv::Point2f around(distance * std::atan2(away.y, away.x), distance);
+        const float near = std::exp(-distance * distance / (rootReach_ * rootReach_));
+        return level + (around - level) * near;
+    }
+
+private:
+    float slant_;
+    cv::Point2f root_;
+    float rootReach_;
+    float fall_;
+    float sway_;
+    float phase_;
+};
+
+// For each pixel of the texture its place in a noise of the given size that is finer across the
+// ridges than along them; exact on a grid and linear between.
+cv::Mat ridgeMap(cv::Size noise, float alongScale, Random& random) {
+    constexpr int kGrid = 12;
+    const RidgeFlow flow(random);
+    const cv::Size cells(textureSize().width / kGrid + 2, textureSize().height / kGrid + 2);
+    cv::Mat grid(cells, CV_32FC2);
+    for (int y = 0; y < cells.height; ++y) {
+        for (int x = 0; x < cells.width; ++x) {
+            const cv::Point2f pixel(static_cast<float>(x * kGrid), static_cast<float>(y * kGrid));
+            const cv::Point2f at = flow.at(
+                {kTextureArea.x + pixel.x / kTextureScale,
+                 kTextureArea.y + kTextureArea.height - pixel.y / kTextureScale});
+            grid.at<cv::Vec2f>(y, x) = {
+                0.5f * static_cast<float>(noise.width) + at.x * alongScale,
+                0.5f * static_cast<float>(noise.height) + (at.y + 0.5f) * kTextureScale};
+        }
+    }
+    cv::Mat map;
+    cv::resize(grid, map, cells * kGrid, 0, 0, cv::INTER_LINEAR);
+    return map({{0, 0}, textureSize()});
+}
+
+// Grain drawn out along the ridges. They lie half a millimetre apart, closer than the pixels of most
+// frames, so that their direction shows and not each of them.
+cv::Mat ridgeGrain(Random& random) {
+    const float stretch = random.uniform(3.0f, 8.0f);
+    const float alongScale = kTextureScale / stretch;
+    const cv::Size size(cvCeil(4.0f * alongScale), 2 * textureSize().height);
+    cv::Mat grain;
+    cv::remap(whiteNoise(size, random), grain, ridgeMap(size, alongScale, random), {},
+              cv::INTER_LINEAR, cv::BORDER_REFLECT_101);
+    return grain;
+}
+
+// Lets the relief end softly at the borders of the texture.
+void fadeOut(cv::Mat& relief) {
+    constexpr int kBorder = 24;
+    for (int y = 0; y < relief.rows; ++y) {
+        auto* row = relief.ptr<std::uint8_t>(y);
+        const int below = std::min(y, relief.rows - 1 - y);
+        for (int x = 0; x < relief.cols; ++x) {
+            const int inside = std::min({x, relief.cols - 1 - x, below, kBorder});
+            row[x] = static_cast<std::uint8_t>(128 + (row[x] - 128) * inside / kBorder);
+        }
+    }
+}
+
 // Fine skin relief over soft mottling.
 cv::Mat drawRelief(Random& random) {
-    const cv::Mat grain = whiteNoise(textureSize(), random);
+    const cv::Mat grain = ridgeGrain(random);
     cv::Mat narrow;
-    cv::Mat wide;
-    cv::GaussianBlur(grain, narrow, {}, random.uniform(0.9f, 2.0f));
-    cv::GaussianBlur(grain, wide, {}, 3.2);
+    cv::GaussianBlur(grain, narrow, {}, random.uniform(0.6f, 1.7f));
+    const cv::Mat wide = softened(grain, 3.2f);
     cv::Mat mottling;
     const int cells = 7 + random.below(12);
     cv::resize(whiteNoise({cells, cells + 2}, random), mottling, textureSize(), 0, 0,
                cv::INTER_CUBIC);
     cv::Mat relief;
     const double soft = random.uniform(0.08f, 0.36f);
-    cv::addWeighted(narrow, 2.2, wide, -2.2, 128.0, relief);
+    cv::addWeighted(narrow, 1.1, wide, -1.1, 128.0, relief);
     cv::addWeighted(relief, 1.0, mottling, soft, -128.0 * soft, relief);
     addMoles(relief, random);
+    fadeOut(relief);
     return relief;
 }
 

@@ -95,9 +95,10 @@ private:
     void append(const RenderedFrame& frame) {
         const cv::Mat luma = detectorLuma(frame.luma);
         images_.append(luma.data, luma.total());
+        const bool open = frame.content == Content::openPalm;
         std::array<float, kLabels> label{};
-        label[0] = frame.hasHand ? 1.0f : 0.0f;
-        for (std::size_t i = 0; frame.hasHand && i < frame.keyPoints.size(); ++i) {
+        label[0] = open ? 1.0f : 0.0f;
+        for (std::size_t i = 0; open && i < frame.keyPoints.size(); ++i) {
             const cv::Point2f& point = frame.keyPoints[i];
             label[1 + 2 * i] = point.x * kNetworkSide / static_cast<float>(frame.luma.cols);
             label[2 + 2 * i] = point.y * kNetworkSide / static_cast<float>(frame.luma.rows);

@@ -21,11 +21,13 @@ DEVICE = torch.device("cuda" if torch.cuda.is_available() else "cpu")
 
 class Run:
     """Counts steps, sets the learning rate that goes with them, and keeps what a training has come
-    to in WEIGHTS.npz and WEIGHTS.npz.state: a run that was broken off ends as if it had not been."""
+    to in WEIGHTS.npz and WEIGHTS.npz.state: a run that was broken off ends as if it had not been.
+    `memory` is an array of what a training keeps from step to step beside its network."""
 
-    def __init__(self, net, weights, options):
+    def __init__(self, net, weights, options, memory=None):
         self.net = net.to(DEVICE, memory_format=torch.channels_last)
         self.weights = weights
+        self.memory = memory
         self.plan = {"steps": options.steps, "seed": options.seed, "start": options.start}
         self.steps = options.steps
         self.peak = options.rate
@@ -79,7 +81,7 @@ class Run:
         save_weights(self.net, self.weights)
         state = {"plan": self.plan, "net": self.net.state_dict(),
                  "optimiser": self.optimiser.state_dict(), "step": self.step,
-                 "rng": self.rng.bit_generator.state}
+                 "rng": self.rng.bit_generator.state, "memory": self.memory}
         torch.save(state, self.state_path() + ".new")
         os.replace(self.state_path() + ".new", self.state_path())
 
@@ -91,6 +93,8 @@ class Run:
         self.net.load_state_dict(state["net"])
         self.optimiser.load_state_dict(state["optimiser"])
         self.rng.bit_generator.state = state["rng"]
+        if self.memory is not None:
+            self.memory[:] = state["memory"]
         self.step = state["step"]
         print(f"taken up at step {self.step}", flush=True)
 

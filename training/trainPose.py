@@ -17,6 +17,8 @@ import augment
 from networks import SIDE, PoseNet, anchor_centres
 
 BATCH = 64
+# Chance of a frame without a palm that raises no alarm, against one that surely does.
+EASY = 0.05
 ANCHORS = anchor_centres().to(schedule.DEVICE)
 # Largest side of the key points' box, in pixels, that each stride answers for.
 RANGES = {8.0: (0.0, 42.0), 16.0: (28.0, 84.0), 32.0: (60.0, 1000.0)}
@@ -45,8 +47,25 @@ def changed(image, label, rng):
     return np.ascontiguousarray(image), points.reshape(-1), hand
 
 
-def batch_of(images, labels, rng):
-    rows = rng.integers(0, len(images), BATCH)
+class Draw:
+    """Which frames a batch takes: half show an open palm; of the others, those come more often that
+    the network took for one when it last saw them."""
+
+    def __init__(self, labels):
+        self.palms = np.flatnonzero(labels[:, 0] > 0)
+        self.others = np.flatnonzero(labels[:, 0] == 0)
+        self.alarms = np.ones(len(labels), np.float32)
+
+    def rows(self, rng):
+        chances = np.cumsum(EASY + self.alarms[self.others], dtype=np.float64)
+        drawn = np.searchsorted(chances, rng.random(BATCH // 2) * chances[-1])
+        return np.concatenate([rng.choice(self.palms, BATCH - BATCH // 2), self.others[drawn]])
+
+    def learn(self, rows, logits):
+        self.alarms[rows] = torch.sigmoid(logits.detach().max(1).values.float()).cpu().numpy()
+
+
+def batch_of(images, labels, rows, rng):
     parts = [changed(images[i], labels[i], rng) for i in rows]
     points = torch.from_numpy(np.stack([p[1] for p in parts])).float().to(schedule.DEVICE)
     hands = torch.tensor([p[2] for p in parts], device=schedule.DEVICE)
@@ -72,9 +91,7 @@ def targets(points, hands):
     return wanted, size
 
 
-def loss_of(net, frames, points, hands):
-    with schedule.half_precision():
-        logits, found = net(frames)
+def loss_of(logits, found, points, hands):
     wanted, size = targets(points, hands)
     known = wanted >= 0
     probability = torch.sigmoid(logits)
@@ -132,11 +149,16 @@ def main():
     held_images = np.load(options.validation + "/images.npy")
     held_labels = np.load(options.validation + "/labels.npy")
     net = PoseNet()
-    run = schedule.Run(net, options.weights, options)
+    draw = Draw(labels)
+    run = schedule.Run(net, options.weights, options, memory=draw.alarms)
     score, point = 0.0, 0.0
     while run.running():
-        frames, points, hands = batch_of(images, labels, run.rng)
-        loss, s, p = loss_of(net, frames, points, hands)
+        rows = draw.rows(run.rng)
+        frames, points, hands = batch_of(images, labels, rows, run.rng)
+        with schedule.half_precision():
+            logits, found = net(frames)
+        draw.learn(rows, logits)
+        loss, s, p = loss_of(logits, found, points, hands)
         run.descend(loss)
         score, point = 0.98 * score + 0.02 * s, 0.98 * point + 0.02 * p
         if run.report_due():

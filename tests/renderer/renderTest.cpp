@@ -83,7 +83,7 @@ TEST(RenderTest, FramesAreGreyAndContinuousAtAnySize) {
         EXPECT_EQ(frame.luma.type(), CV_8UC1);
         EXPECT_EQ(frame.luma.size(), size);
         EXPECT_TRUE(frame.luma.isContinuous());
-        EXPECT_TRUE(frame.hasHand);
+        EXPECT_EQ(frame.content, Content::openPalm);
     }
 }
 
@@ -266,7 +266,7 @@ TEST(RenderTest, EveryEnrolmentCaptureIsUsableAndWellPlaced) {
 
 TEST(RenderTest, FramesWithoutAHandAreEndlessAndRepeatable) {
     const RenderedFrame first = renderWithoutHand(kSeed, 1, {320, 240});
-    EXPECT_FALSE(first.hasHand);
+    EXPECT_NE(first.content, Content::openPalm);
     EXPECT_EQ(first.luma.size(), cv::Size(320, 240));
     EXPECT_TRUE(sameBytes(first.luma, renderWithoutHand(kSeed, 1, {320, 240}).luma));
     EXPECT_FALSE(sameBytes(first.luma, renderWithoutHand(kSeed, 2, {320, 240}).luma));
