@@ -126,7 +126,8 @@ cv::Rect Camera::windowOn(const cv::Rect2f& palmArea) const {
            whole;
 }
 
-RasterMap Camera::rasterMap(const cv::Rect& window, const cv::Rect2f& area, float rasterScale) const {
+RasterMap Camera::rasterMap(const cv::Rect& window, const cv::Rect2f& area,
+                            float rasterScale) const {
     const cv::Size cells(window.width / kGrid + 3, window.height / kGrid + 3);
     const cv::Point2f corner(window.tl());
     cv::Mat grid(cells, CV_32FC2);

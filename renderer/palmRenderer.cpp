@@ -104,7 +104,8 @@ float rasterScale(const cv::Mat& raster) {
 }
 
 // The detail layer within a window of the frame; around the palm it is neutral.
-ProjectedDetail projectDetail(const PalmIdentity& identity, const Scene& scene, const cv::Rect& around) {
+ProjectedDetail projectDetail(const PalmIdentity& identity, const Scene& scene,
+                              const cv::Rect& around) {
     ProjectedDetail result{{}, scene.camera.windowOn(kTextureArea) & around};
     if (result.window.empty()) {
         return result;
@@ -113,16 +114,16 @@ ProjectedDetail projectDetail(const PalmIdentity& identity, const Scene& scene, 
     while (scene.camera.scale() < 0.7f * rasterScale(detail)) {
         cv::resize(detail, detail, detail.size() / 2, 0, 0, cv::INTER_AREA);
     }
-    result.layer = project(
-        detail, scene.camera.rasterMap(result.window, kTextureArea, rasterScale(detail)),
-        kNeutralDetail);
+    result.layer =
+        project(detail, scene.camera.rasterMap(result.window, kTextureArea, rasterScale(detail)),
+                kNeutralDetail);
     return result;
 }
 
 ProjectedSkin projectSkin(const Silhouette& silhouette, const Scene& scene) {
     const float scale = std::min(kShadeScale, scene.camera.scale());
-    const ShadedSkin skin = shadeSkin(silhouette, scene.conditions,
-                                      scene.camera.visibleArea() & kHandReach, scale);
+    const ShadedSkin skin =
+        shadeSkin(silhouette, scene.conditions, scene.camera.visibleArea() & kHandReach, scale);
     const cv::Rect window = scene.camera.windowOn(skin.area);
     if (skin.area.empty() || window.empty()) {
         return {};
@@ -136,10 +137,9 @@ void castShadow(cv::Mat& background, const ProjectedSkin& skin, const Scene& sce
     const double shrink = 0.5 * background.cols / scene.size.width;
     const auto reach = static_cast<double>(scene.camera.scale()) * 0.10 * shrink;
     const auto& slope = scene.conditions.lightSlope;
-    const cv::Matx23d shift(1.0, 0.0,
-                            skin.window.x * shrink - 3.0 * reach * static_cast<double>(slope.x),
-                            0.0, 1.0,
-                            skin.window.y * shrink + 3.0 * reach * static_cast<double>(slope.y));
+    const cv::Matx23d shift(
+        1.0, 0.0, skin.window.x * shrink - 3.0 * reach * static_cast<double>(slope.x), 0.0, 1.0,
+        skin.window.y * shrink + 3.0 * reach * static_cast<double>(slope.y));
     cv::Mat coverage;
     cv::resize(skin.coverage, coverage, {}, shrink, shrink, cv::INTER_AREA);
     cv::warpAffine(coverage, coverage, shift, background.size() / 2);

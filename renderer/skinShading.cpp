@@ -270,8 +270,7 @@ void blend(cv::Mat& shade, const cv::Mat& over, const cv::Mat& mask) {
 // The relief under the capture's light, with wet places if there are any.
 cv::Mat lightRelief(cv::Mat height, const Raster& raster, const CaptureConditions& conditions) {
     if (conditions.wetPlaces == 0) {
-        return lit(facingLight(height, raster.scale(), conditions.lightSlope),
-                   drySkin(conditions));
+        return lit(facingLight(height, raster.scale(), conditions.lightSlope), drySkin(conditions));
     }
     Random random{conditions.noiseKey, kWetStream};
     const cv::Mat wet = drawWetPlaces(raster, conditions.wetPlaces, random);

@@ -460,9 +460,9 @@ cv::Mat ridgeMap(cv::Size noise, float alongScale, Random& random) {
     for (int y = 0; y < cells.height; ++y) {
         for (int x = 0; x < cells.width; ++x) {
             const cv::Point2f pixel(static_cast<float>(x * kGrid), static_cast<float>(y * kGrid));
-            const cv::Point2f at = flow.at(
-                {kTextureArea.x + pixel.x / kTextureScale,
-                 kTextureArea.y + kTextureArea.height - pixel.y / kTextureScale});
+            const cv::Point2f at =
+                flow.at({kTextureArea.x + pixel.x / kTextureScale,
+                         kTextureArea.y + kTextureArea.height - pixel.y / kTextureScale});
             grid.at<cv::Vec2f>(y, x) = {
                 0.5f * static_cast<float>(noise.width) + at.x * alongScale,
                 0.5f * static_cast<float>(noise.height) + (at.y + 0.5f) * kTextureScale};

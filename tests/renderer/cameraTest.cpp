@@ -44,5 +44,27 @@ TEST(CameraTest, TheLensMovesTheCornersAndNotTheMiddle) {
     EXPECT_GT(std::hypot(to.x, to.y), 1.05f * std::hypot(from.x, from.y));
 }
 
+TEST(CameraTest, AWindowHoldsAllOfTheFrameThatShowsAnArea) {
+    CaptureConditions conditions = seenFromAbove(0.06f);
+    conditions.turn = 25.0f;
+    conditions.tiltAlong = 18.0f;
+    conditions.stretch = 0.016f;
+    const Camera camera(conditions, Hand::right, kFrame);
+    const cv::Rect2f area(-0.6f, -0.9f, 1.1f, 0.8f);
+    const cv::Rect window = camera.windowOn(area);
+    EXPECT_LT(window.area(), kFrame.area() / 2);
+    for (int y = 0; y < kFrame.height; y += 3) {
+        for (int x = 0; x < kFrame.width; x += 3) {
+            const cv::Point2f pixel(static_cast<float>(x), static_cast<float>(y));
+            EXPECT_TRUE(!area.contains(camera.toPalm(pixel)) || window.contains(pixel)) << pixel;
+        }
+    }
+}
+
+TEST(CameraTest, AWindowOnWhatLiesBesideTheFrameIsEmpty) {
+    const Camera camera(seenFromAbove(0.0f), Hand::left, kFrame);
+    EXPECT_TRUE(camera.windowOn({4.0f, 0.0f, 1.0f, 1.0f}).empty());
+}
+
 }  // namespace
 }  // namespace brairu

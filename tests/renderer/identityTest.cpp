@@ -126,5 +126,44 @@ TEST(IdentityTest, SkinLayersCoverTheTextureArea) {
     }
 }
 
+// How alike the directions of the relief's slopes are around a place of the palm, 0 to 1, and which
+// way the lines run, in degrees.
+std::pair<double, double> grainAt(const PalmIdentity& palm, cv::Point2f place) {
+    constexpr int kSide = 40;
+    const cv::Point corner(
+        cvRound((place.x - kTextureArea.x) * kTextureScale) - kSide / 2,
+        cvRound((kTextureArea.y + kTextureArea.height - place.y) * kTextureScale) - kSide / 2);
+    cv::Mat part;
+    palm.relief({corner, cv::Size(kSide, kSide)}).convertTo(part, CV_32F);
+    cv::Mat x;
+    cv::Mat y;
+    cv::Sobel(part, x, CV_32F, 1, 0);
+    cv::Sobel(part, y, CV_32F, 0, 1);
+    const double xx = x.dot(x);
+    const double yy = y.dot(y);
+    const double xy = x.dot(y);
+    const double coherence = std::hypot(xx - yy, 2.0 * xy) / (xx + yy);
+    return {coherence, 0.5 * std::atan2(2.0 * xy, xx - yy) * 180.0 / CV_PI};
+}
+
+TEST(IdentityTest, RidgesRunSideBySideAndTurnAroundTheThumb) {
+    double below = 0.0;
+    double thumb = 0.0;
+    double turned = 0.0;
+    constexpr int kPeople = 20;
+    for (int person = 0; person < kPeople; ++person) {
+        const PalmIdentity palm = identityOf(kSeed, person, Hand::left);
+        const auto [fingers, levelAngle] = grainAt(palm, {0.0f, -0.05f});
+        const auto [root, thumbAngle] = grainAt(palm, {-0.20f, -0.72f});
+        below += fingers / kPeople;
+        thumb += root / kPeople;
+        const double apart = std::abs(levelAngle - thumbAngle);
+        turned += std::min(apart, 180.0 - apart) / kPeople;
+    }
+    EXPECT_GT(below, 0.3);
+    EXPECT_GT(thumb, 0.3);
+    EXPECT_GT(turned, 40.0);
+}
+
 }  // namespace
 }  // namespace brairu

@@ -235,6 +235,79 @@ TEST(RenderTest, StainsChangeThePalm) {
     EXPECT_FALSE(sameBytes(clean, render(palm, conditions, {640, 480}).luma));
 }
 
+// A bare hand whose detail does not show, in even light.
+CaptureConditions smoothHand(const PalmIdentity& palm) {
+    CaptureConditions conditions = bareHand(palm);
+    conditions.creaseContrast = 0.0f;
+    conditions.veinContrast = 0.0f;
+    conditions.reliefContrast = 0.0f;
+    conditions.stains = 0;
+    conditions.wetPlaces = 0;
+    conditions.lightSlope = {0.0f, 0.0f};
+    conditions.lightFallOff = 0.0f;
+    conditions.exposure = 120.0f;
+    conditions.focusBlur = 0.0f;
+    conditions.motionBlur = 0.0f;
+    return conditions;
+}
+
+TEST(RenderTest, WetSkinIsDarkerAndGlints) {
+    PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    palm.albedo = 1.0f;
+    CaptureConditions conditions = smoothHand(palm);
+    conditions.sheen = 0.0f;
+    const cv::Mat dry = render(palm, conditions, {640, 480}).luma;
+    conditions.wetPlaces = 5;
+    cv::Mat change;
+    cv::subtract(render(palm, conditions, {640, 480}).luma, dry, change, cv::noArray(), CV_16S);
+    double darkest = 0.0;
+    double brightest = 0.0;
+    cv::minMaxLoc(change, &darkest, &brightest);
+    EXPECT_LT(darkest, -10.0);
+    EXPECT_GT(brightest, 20.0);
+}
+
+// How much brighter a frame becomes at a place of the palm when `other` is drawn instead of `one`.
+double gainAt(const cv::Point2f& place, const PalmIdentity& one, const PalmIdentity& other,
+              const CaptureConditions& conditions) {
+    return greyAt(other, conditions, place) - greyAt(one, conditions, place);
+}
+
+TEST(RenderTest, LongNailsStandOutOverTheFingerTips) {
+    PalmIdentity bitten = identityOf(kSeed, 1, Hand::left);
+    FingerShape& finger = bitten.shape.fingers[1];
+    finger.splay = 0.0f;
+    finger.bow = 0.0f;
+    bitten.shape.nails = {0.0f, 1.2f};
+    CaptureConditions conditions = smoothHand(bitten);
+    conditions.background = Background::black;
+    conditions.palmWidth = 0.25f;
+    conditions.fingerTurn.fill(0.0f);
+    conditions.fingerReach.fill(1.0f);
+    PalmIdentity grown = bitten;
+    grown.shape.nails.length = 0.1f;
+    const cv::Point2f tip = finger.base + cv::Point2f(0.0f, finger.length);
+    EXPECT_GT(gainAt(tip + cv::Point2f(0.0f, 0.04f), bitten, grown, conditions), 20.0);
+    EXPECT_EQ(gainAt(tip - cv::Point2f(0.0f, 0.3f), bitten, grown, conditions), 0.0);
+}
+
+TEST(RenderTest, ARolledThumbShowsItsNail) {
+    PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    palm.shape.nails = {0.0f, 0.2f};
+    CaptureConditions conditions = smoothHand(palm);
+    conditions.thumbRoll = 0.0f;
+    const cv::Mat hidden = render(palm, conditions, {640, 480}).luma;
+    std::array<int, 2> covered{};
+    for (std::size_t i = 0; i < covered.size(); ++i) {
+        conditions.thumbRoll = i == 0 ? 0.2f : 1.0f;
+        cv::Mat change;
+        cv::subtract(hidden, render(palm, conditions, {640, 480}).luma, change);
+        covered[i] = cv::countNonZero(change > 15);
+    }
+    EXPECT_GT(covered[0], 10);
+    EXPECT_GT(covered[1], covered[0] * 3 / 2);
+}
+
 TEST(RenderTest, BlurLowersSharpness) {
     const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
     CaptureConditions conditions = plainCapture(palm, 0.4f, 0.0f);
@@ -262,6 +335,16 @@ TEST(RenderTest, EveryEnrolmentCaptureIsUsableAndWellPlaced) {
             }
         }
     }
+}
+
+TEST(RenderTest, FramesWithoutAnOpenPalmTellWhetherAnotherHandIsInThem) {
+    std::array<int, 3> counts{};
+    for (int number = 0; number < 60; ++number) {
+        ++counts[static_cast<std::size_t>(renderWithoutHand(kSeed, number, {64, 48}).content)];
+    }
+    EXPECT_EQ(counts[static_cast<std::size_t>(Content::openPalm)], 0);
+    EXPECT_GT(counts[static_cast<std::size_t>(Content::otherHand)], 10);
+    EXPECT_GT(counts[static_cast<std::size_t>(Content::noHand)], 10);
 }
 
 TEST(RenderTest, FramesWithoutAHandAreEndlessAndRepeatable) {

@@ -176,7 +176,7 @@ void addRendered(CLI::App& command, EvalOptions& options) {
           "Takes captures of so many rendered people instead of pictures, both palms of each");
     count("--captures", rendered.captures, "Captures of each palm");
     count("--bystanders", rendered.bystanders, "People more who are enrolled only");
-    count("--handless", rendered.handless, "Frames without a hand, for false alarms");
+    count("--handless", rendered.handless, "Frames without an open palm, for false alarms");
     static const std::map<std::string, Scenario> kScenarios{{"enrolment", Scenario::enrolment},
                                                             {"hard", Scenario::hard}};
     command

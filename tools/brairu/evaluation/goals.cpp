@@ -56,19 +56,24 @@ void addSearches(std::vector<Goal>& goals, const Evaluation& evaluation) {
     }
 }
 
+void addAlarms(std::vector<Goal>& goals, const AlarmTally& tally, const std::string& which) {
+    constexpr double kRate = 1e-3;
+    if (tally.frames > 0) {
+        goals.push_back({"false alarms on " + grouped(tally.frames) + " frames " + which,
+                         tally.share(), kRate, false, "%",
+                         tally.share() > kRate || lowestTold(tally.frames) <= kRate});
+    }
+}
+
 void addDetection(std::vector<Goal>& goals, const DetectionTally& detection) {
     goals.push_back({"hands found", detection.foundShare(), 0.995, true, "%"});
     goals.push_back(
         {"key points off, of the hand's length", detection.errorOfLength(), 0.02, false, "%"});
     goals.push_back({"key points off, of the long side of their box", detection.errorOfBox(), 0.02,
                      false, "%"});
-    if (detection.handless > 0) {
-        constexpr double kRate = 1e-3;
-        goals.push_back(
-            {"false alarms on " + grouped(detection.handless) + " frames without a hand",
-             detection.falseAlarmShare(), kRate, false, "%",
-             detection.falseAlarmShare() > kRate || lowestTold(detection.handless) <= kRate});
-    }
+    addAlarms(goals, detection.allAlarms(), "without an open palm");
+    addAlarms(goals, detection.withoutHand, "among them without any hand");
+    addAlarms(goals, detection.otherHands, "among them with a fist, a sign, fingers or a back");
 }
 
 std::string verdict(const Goal& goal) {

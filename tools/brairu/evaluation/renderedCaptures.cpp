@@ -118,11 +118,13 @@ private:
 
     void countFalseAlarms() {
         for (int number = 0; number < people_.handless; ++number) {
-            report_.progress("frame without a hand " + std::to_string(number + 1) + " of " +
+            report_.progress("frame without a palm " + std::to_string(number + 1) + " of " +
                              std::to_string(people_.handless));
             const RenderedFrame frame = renderWithoutHand(people_.seed, number, sizeOf(number));
-            ++tally_.handless;
-            tally_.falseAlarms += captureFrom(frame.luma).hand ? 1 : 0;
+            AlarmTally& tally =
+                frame.content == Content::noHand ? tally_.withoutHand : tally_.otherHands;
+            ++tally.frames;
+            tally.alarms += captureFrom(frame.luma).hand ? 1 : 0;
         }
     }
 
@@ -148,8 +150,12 @@ double DetectionTally::errorOfBox() const {
     return usable == 0 ? 0.0 : ofBoxSum / static_cast<double>(usable);
 }
 
-double DetectionTally::falseAlarmShare() const {
-    return share(falseAlarms, handless);
+double AlarmTally::share() const {
+    return tool::share(alarms, frames);
+}
+
+AlarmTally DetectionTally::allAlarms() const {
+    return {withoutHand.frames + otherHands.frames, withoutHand.alarms + otherHands.alarms};
 }
 
 RenderedSet collectRendered(const RenderedPeople& people, const ConfigDocument& config,

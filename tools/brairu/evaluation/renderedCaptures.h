@@ -13,10 +13,18 @@ struct RenderedPeople {
     int bystanders = 0;  // people more who are enrolled only
     int captures = 6;    // of each palm
     int enrolment = 3;   // captures of a bystander's palm that give features
-    int handless = 0;    // frames without a hand
+    int handless = 0;    // frames without an open palm
     Scenario scenario = Scenario::hard;
     bool isAnyCamera = false;  // else the usual one
     std::uint64_t seed = 0;
+};
+
+// Frames without an open palm, and those of them in which one was seen.
+struct AlarmTally {
+    std::uint64_t frames = 0;
+    std::uint64_t alarms = 0;
+
+    double share() const;
 };
 
 // How well the hands in rendered frames were found.
@@ -28,13 +36,13 @@ struct DetectionTally {
     // length and of the long side of the key points' box.
     double ofLengthSum = 0.0;
     double ofBoxSum = 0.0;
-    std::uint64_t handless = 0;
-    std::uint64_t falseAlarms = 0;
+    AlarmTally withoutHand;
+    AlarmTally otherHands;  // fists, signs, loose fingers, backs of hands
 
     double foundShare() const;
     double errorOfLength() const;
     double errorOfBox() const;
-    double falseAlarmShare() const;
+    AlarmTally allAlarms() const;
 };
 
 struct RenderedSet {
