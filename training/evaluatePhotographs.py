@@ -17,6 +17,8 @@ import os
 import cv2
 import numpy as np
 
+from errorRates import equal_error, pairs
+
 VALLEYS = ("index_middle", "middle_ring", "ring_little")
 TILE = 224
 
@@ -64,23 +66,8 @@ def unit(vectors):
     return vectors / np.maximum(np.linalg.norm(vectors, axis=-1, keepdims=True), 1e-6)
 
 
-def equal_error(genuine, impostor):
-    limits = np.unique(np.concatenate([genuine, np.quantile(impostor, np.linspace(0, 1, 20001))]))
-    misses = np.searchsorted(np.sort(genuine), limits) / len(genuine)
-    accepts = 1.0 - np.searchsorted(np.sort(impostor), limits) / len(impostor)
-    at = np.argmin(np.abs(misses - accepts))
-    return 100 * (misses[at] + accepts[at]) / 2
-
-
 def accepted_at(genuine, impostor, false_rate):
     return 100 * np.mean(genuine > np.quantile(impostor, 1.0 - false_rate))
-
-
-def pairs(vectors, people):
-    likeness = vectors @ vectors.T
-    same = people[:, None] == people[None, :]
-    upper = np.triu(np.ones_like(same), 1).astype(bool)
-    return likeness[same & upper], likeness[~same & upper]
 
 
 def report_people(captures, features, index):
@@ -92,7 +79,7 @@ def report_people(captures, features, index):
     blocks["mean of the three"] = vectors.reshape(len(vectors), -1) / 3 ** 0.5
     for name, block in blocks.items():
         genuine, impostor = pairs(block, people)
-        print(f"{name:18s} EER {equal_error(genuine, impostor):5.2f} %  accepted at FAR 1e-3 "
+        print(f"{name:18s} EER {100 * equal_error(genuine, impostor):5.2f} %  accepted at FAR 1e-3 "
               f"{accepted_at(genuine, impostor, 1e-3):6.2f} %  genuine median "
               f"{np.median(genuine):.3f}, impostor median {np.median(impostor):.3f}, largest "
               f"{impostor.max():.3f}")

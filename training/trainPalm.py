@@ -17,6 +17,7 @@ import torch
 import torch.nn.functional as F
 
 import augment
+from errorRates import equal_error, pairs
 from networks import SIDE, PalmNet
 
 PALMS = 70
@@ -78,22 +79,10 @@ def embed(net, images):
     return torch.cat(parts).cpu().numpy()
 
 
-def equal_error(genuine, impostor):
-    limits = np.quantile(np.concatenate([genuine, impostor]), np.linspace(0, 1, 4001))
-    misses = np.searchsorted(np.sort(genuine), limits) / len(genuine)
-    accepts = 1.0 - np.searchsorted(np.sort(impostor), limits) / len(impostor)
-    at = np.argmin(np.abs(misses - accepts))
-    return (misses[at] + accepts[at]) / 2
-
-
 def validate(net, images, view):
     palms, captures = images.shape[:2]
     vectors = embed(net, np.ascontiguousarray(images[:, :, view]).reshape(-1, SIDE, SIDE))
-    likeness = vectors @ vectors.T
-    owner = np.repeat(np.arange(palms), captures)
-    same = owner[:, None] == owner[None, :]
-    upper = np.triu(np.ones_like(same), 1).astype(bool)
-    genuine, impostor = likeness[same & upper], likeness[~same & upper]
+    genuine, impostor = pairs(vectors, np.repeat(np.arange(palms), captures))
     return (f"view {view}: EER {100 * equal_error(genuine, impostor):.2f}%, genuine "
             f"{np.quantile(genuine, 0.01):.2f}..{np.median(genuine):.2f}.."
             f"{np.quantile(genuine, 0.99):.2f}, impostor {np.median(impostor):.2f}, "
