@@ -24,9 +24,37 @@ cv::Matx33f rotation(float turn, float across, float along) {
     return aboutSight * aboutUpright * aboutLevel;
 }
 
+// Stands for what lies beyond the horizon of the palm's plane, or behind the camera.
+constexpr float kFarAway = 1e4f;
+
+bool isFarAway(const cv::Point2f& point) {
+    return std::abs(point.x) >= 0.5f * kFarAway;
+}
+
 cv::Point2f project(const cv::Matx33f& matrix, const cv::Point2f& point) {
     const cv::Vec3f p = matrix * cv::Vec3f(point.x, point.y, 1.0f);
-    return {p[0] / p[2], p[1] / p[2]};
+    const cv::Point2f seen(p[0] / p[2], p[1] / p[2]);
+    const bool isBefore = p[2] > 0.0f && std::max(std::abs(seen.x), std::abs(seen.y)) < kFarAway;
+    return isBefore ? seen : cv::Point2f(kFarAway, kFarAway);
+}
+
+// Points along the border of a rectangle.
+std::vector<cv::Point2f> borderOf(const cv::Rect2f& area) {
+    constexpr int kSteps = 16;
+    std::vector<cv::Point2f> border;
+    for (int i = 0; i <= kSteps; ++i) {
+        const float share = static_cast<float>(i) / kSteps;
+        const float x = area.x + share * area.width;
+        const float y = area.y + share * area.height;
+        border.insert(
+            border.end(),
+            {{x, area.y}, {area.x, y}, {x, area.y + area.height}, {area.x + area.width, y}});
+    }
+    return border;
+}
+
+cv::Rect2f grown(const cv::Rect2f& area, float margin) {
+    return area + cv::Size2f(2.0f * margin, 2.0f * margin) - cv::Point2f(margin, margin);
 }
 
 cv::Point2f middleOf(cv::Size frame) {
@@ -86,44 +114,41 @@ cv::Point2f Camera::toFrame(const cv::Point2f& palm) const {
     for (int i = 0; i < 3; ++i) {
         unstretched = palm - stretchAt(unstretched);
     }
-    return bent(project(palmToFrame_, unstretched));
+    const cv::Point2f straight = project(palmToFrame_, unstretched);
+    return isFarAway(straight) ? straight : bent(straight);
 }
 
 cv::Point2f Camera::toPalm(const cv::Point2f& frame) const {
     const cv::Point2f unstretched = project(frameToPalm_, straightened(frame));
-    return unstretched + stretchAt(unstretched);
+    return isFarAway(unstretched) ? unstretched : unstretched + stretchAt(unstretched);
 }
 
 cv::Rect2f Camera::visibleArea() const {
-    const auto right = static_cast<float>(frame_.width);
-    const auto bottom = static_cast<float>(frame_.height);
-    cv::Point2f low(1e9f, 1e9f);
-    cv::Point2f high(-1e9f, -1e9f);
-    for (const cv::Point2f corner :
-         {cv::Point2f(0.0f, 0.0f), {right, 0.0f}, {0.0f, bottom}, {right, bottom}}) {
-        const cv::Point2f palm = toPalm(corner);
+    constexpr float kMargin = 0.1f;
+    cv::Point2f low(kFarAway, kFarAway);
+    cv::Point2f high = -low;
+    for (const cv::Point2f& point : borderOf({{}, cv::Size2f(frame_)})) {
+        const cv::Point2f palm = toPalm(point);
+        if (isFarAway(palm)) {
+            return {-kFarAway, -kFarAway, 2.0f * kFarAway, 2.0f * kFarAway};
+        }
         low = {std::min(low.x, palm.x), std::min(low.y, palm.y)};
         high = {std::max(high.x, palm.x), std::max(high.y, palm.y)};
     }
-    return {low - cv::Point2f(0.1f, 0.1f), high + cv::Point2f(0.1f, 0.1f)};
+    return grown({low, high}, kMargin);
 }
 
 cv::Rect Camera::windowOn(const cv::Rect2f& palmArea) const {
-    constexpr int kSteps = 16;
     constexpr float kMargin = 6.0f;
-    std::vector<cv::Point2f> border;
-    for (int i = 0; i <= kSteps; ++i) {
-        const float share = static_cast<float>(i) / kSteps;
-        const float x = palmArea.x + share * palmArea.width;
-        const float y = palmArea.y + share * palmArea.height;
-        border.insert(border.end(), {toFrame({x, palmArea.y}), toFrame({palmArea.x, y}),
-                                     toFrame({x, palmArea.y + palmArea.height}),
-                                     toFrame({palmArea.x + palmArea.width, y})});
+    const cv::Rect whole({}, frame_);
+    std::vector<cv::Point2f> border = borderOf(palmArea);
+    for (cv::Point2f& point : border) {
+        point = toFrame(point);
+        if (isFarAway(point)) {
+            return whole;
+        }
     }
-    const cv::Rect2f seen = cv::boundingRect(border);
-    const cv::Rect2f whole({}, cv::Size2f(frame_));
-    return (seen + cv::Size2f(2.0f * kMargin, 2.0f * kMargin) - cv::Point2f(kMargin, kMargin)) &
-           whole;
+    return cv::Rect(grown(cv::boundingRect(border), kMargin)) & whole;
 }
 
 RasterMap Camera::rasterMap(const cv::Rect& window, const cv::Rect2f& area,

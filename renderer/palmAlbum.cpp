@@ -68,7 +68,7 @@ public:
     }
 
     void addEmpty(int number) {
-        const auto frame = renderWithoutHand(options_.seed, number, options_.size);
+        const auto frame = renderWithoutPalm(options_.seed, number, options_.size);
         const std::string name = emptyName(options_, number);
         write(name, frame);
         index_ << name << ",,," << number << std::string(18, ',') << '\n';

@@ -26,7 +26,7 @@ using AlbumFileVisitor = std::function<void(const std::filesystem::path& file)>;
 // Every file that drawAlbum writes.
 void visitAlbumFiles(const AlbumOptions& options, const AlbumFileVisitor& visit);
 
-// Draws captures of both palms of each person, and frames without a hand, as PNG files or as raw
+// Draws captures of both palms of each person, and frames without an open palm, as PNG files or as raw
 // bytes of grey, row by row; and index.csv with the hand, box and key points of each frame in
 // pixels. progress is told how many frames of how many are drawn. Throws std::runtime_error when
 // something cannot be written.

@@ -18,15 +18,15 @@ namespace {
 enum Stream : std::uint64_t {
     kSceneStream = 11,
     kNoiseStream = 12,
-    kNoHandStream = 13,
+    kNoPalmStream = 13,
     kStainStream = 14
 };
 
 constexpr float kNeutralDetail = 128.0f;
 constexpr float kShadeScale = 96.0f;
 constexpr int kNoiseSide = 1024;
-// No part of a hand with its arm lies outside.
-const cv::Rect2f kHandReach{-1.65f, -6.5f, 3.1f, 8.05f};
+// Nothing is drawn outside; a hand with its arm ends far within.
+const cv::Rect2f kReach{-4.0f, -6.5f, 8.0f, 9.0f};
 
 // Everything about a capture that is on the way into the frame.
 struct Scene {
@@ -98,11 +98,6 @@ cv::Mat project(const cv::Mat& raster, const RasterMap& map, float around) {
     return result;
 }
 
-// Pixels per palm breadth of a raster over the texture's area.
-float rasterScale(const cv::Mat& raster) {
-    return static_cast<float>(raster.cols) / kTextureArea.width;
-}
-
 // The detail layer within a window of the frame; around the palm it is neutral.
 ProjectedDetail projectDetail(const PalmIdentity& identity, const Scene& scene,
                               const cv::Rect& around) {
@@ -111,19 +106,20 @@ ProjectedDetail projectDetail(const PalmIdentity& identity, const Scene& scene,
         return result;
     }
     cv::Mat detail = mixDetail(identity, scene.conditions);
-    while (scene.camera.scale() < 0.7f * rasterScale(detail)) {
-        cv::resize(detail, detail, detail.size() / 2, 0, 0, cv::INTER_AREA);
+    float scale = kTextureScale;
+    while (scene.camera.scale() < 0.7f * scale) {
+        cv::resize(detail, detail, {}, 0.5, 0.5, cv::INTER_AREA);
+        scale *= 0.5f;
     }
     result.layer =
-        project(detail, scene.camera.rasterMap(result.window, kTextureArea, rasterScale(detail)),
-                kNeutralDetail);
+        project(detail, scene.camera.rasterMap(result.window, kTextureArea, scale), kNeutralDetail);
     return result;
 }
 
 ProjectedSkin projectSkin(const Silhouette& silhouette, const Scene& scene) {
     const float scale = std::min(kShadeScale, scene.camera.scale());
     const ShadedSkin skin =
-        shadeSkin(silhouette, scene.conditions, scene.camera.visibleArea() & kHandReach, scale);
+        shadeSkin(silhouette, scene.conditions, scene.camera.visibleArea() & kReach, scale);
     const cv::Rect window = scene.camera.windowOn(skin.area);
     if (skin.area.empty() || window.empty()) {
         return {};
@@ -134,16 +130,19 @@ ProjectedSkin projectSkin(const Silhouette& silhouette, const Scene& scene) {
 
 // Darkens what lies behind the hand, away from the light.
 void castShadow(cv::Mat& background, const ProjectedSkin& skin, const Scene& scene) {
-    const double shrink = 0.5 * background.cols / scene.size.width;
-    const auto reach = static_cast<double>(scene.camera.scale()) * 0.10 * shrink;
-    const auto& slope = scene.conditions.lightSlope;
-    const cv::Matx23d shift(
-        1.0, 0.0, skin.window.x * shrink - 3.0 * reach * static_cast<double>(slope.x), 0.0, 1.0,
-        skin.window.y * shrink + 3.0 * reach * static_cast<double>(slope.y));
+    constexpr float kDepth = 0.3f;
+    const CaptureConditions& conditions = scene.conditions;
+    const cv::Point2f fall =
+        scene.camera.toFrame(conditions.middle) -
+        scene.camera.toFrame(conditions.middle + conditions.lightSlope * kDepth);
+    const cv::Point2d corner = cv::Point2d(skin.window.tl()) + cv::Point2d(fall);
+    const double scaleX = 0.5 * background.cols / scene.size.width;
+    const double scaleY = 0.5 * background.rows / scene.size.height;
+    const cv::Matx23d place(scaleX, 0.0, scaleX * corner.x, 0.0, scaleY, scaleY * corner.y);
     cv::Mat coverage;
-    cv::resize(skin.coverage, coverage, {}, shrink, shrink, cv::INTER_AREA);
-    cv::warpAffine(coverage, coverage, shift, background.size() / 2);
-    cv::GaussianBlur(coverage, coverage, {}, 0.6 + reach);
+    cv::warpAffine(skin.coverage, coverage, place, background.size() / 2);
+    cv::GaussianBlur(coverage, coverage, {},
+                     0.6 + 0.1 * scaleX * static_cast<double>(scene.camera.scale()));
     cv::resize(coverage, coverage, background.size(), 0, 0, cv::INTER_LINEAR);
     cv::Mat shadow;
     cv::multiply(background, coverage, shadow, 0.45 / 255.0);
@@ -334,8 +333,8 @@ RenderedFrame render(const PalmIdentity& identity, const CaptureConditions& cond
     return frame;
 }
 
-RenderedFrame renderWithoutHand(std::uint64_t seed, int number, cv::Size size) {
-    Random random{seed, static_cast<std::uint64_t>(number), kNoHandStream};
+RenderedFrame renderWithoutPalm(std::uint64_t seed, int number, cv::Size size) {
+    Random random{seed, static_cast<std::uint64_t>(number), kNoPalmStream};
     const std::uint64_t strangersSeed = random.next();
     PalmIdentity stranger{};
     stranger.key = random.next();

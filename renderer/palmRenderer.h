@@ -34,6 +34,6 @@ RenderedFrame render(const PalmIdentity& identity, const CaptureConditions& cond
 
 // Draws frame `number` of an endless series without an open palm: empty and cluttered scenes,
 // forearms, fists, pointing fingers, faces and other patches of skin.
-RenderedFrame renderWithoutHand(std::uint64_t seed, int number, cv::Size size);
+RenderedFrame renderWithoutPalm(std::uint64_t seed, int number, cv::Size size);
 
 }  // namespace brairu

@@ -17,7 +17,8 @@ using brairu::Scenario;
 constexpr const char* kUsage =
     "usage: brairu-palms FOLDER [--people N] [--captures M] [--empty E] [--seed S]\n"
     "                    [--scenario enrolment|hard|anywhere] [--size WxH] [--format png|raw]\n"
-    "Draws M captures of both palms of N people and E frames without a hand as PNG files or as\n"
+    "Draws M captures of both palms of N people and E frames without an open palm as PNG files or "
+    "as\n"
     "raw bytes of grey, row by row, and FOLDER/index.csv with the hand, box and key points of\n"
     "each frame in pixels.\n";
 

@@ -381,16 +381,16 @@ Silhouette handSign(const HandShape& shape, const CaptureConditions& conditions,
 }
 
 // Nails, and the wrinkles over the knuckles.
-Silhouette backOfHand(const HandShape& shape, const CaptureConditions& conditions, Random& random) {
+Silhouette backOfHand(const HandShape& shape, const CaptureConditions& conditions) {
     Silhouette skin = openHand(shape, conditions);
     skin.folds.clear();
     skin.relief.mounds.fill(0.0f);
-    const float tone = random.uniform(0.75f, 1.4f);
     for (std::size_t i = 0; i < 4; ++i) {
         const FingerShape& finger = shape.fingers[i];
         const FingerLine line(finger, poseOf(conditions, i));
         skin.patches.push_back(
-            {ellipse(line.at(0.9f), {finger.tipWidth * 0.30f, finger.tipWidth * 0.38f}), tone});
+            {ellipse(line.at(0.9f), {finger.tipWidth * 0.30f, finger.tipWidth * 0.38f}),
+             shape.nails.tone});
         for (const float lift : {-0.03f, 0.0f, 0.03f}) {
             skin.folds.push_back(foldAcross(finger, poseOf(conditions, i), 0.45f, lift));
         }
@@ -519,7 +519,7 @@ OtherSkin otherSkin(const HandShape& shape, const CaptureConditions& conditions,
         case 13: return {prongs(random), false, false};
         case 14:
             if (conditions.palmWidth > kNailsShow) {
-                return {backOfHand(shape, conditions, random), true, false};
+                return {backOfHand(shape, conditions), true, false};
             }
             break;
         default: break;

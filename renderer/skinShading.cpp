@@ -1,5 +1,6 @@
 #include "renderer/skinShading.h"
 
+#include "renderer/blend.h"
 #include "renderer/random.h"
 
 #include <opencv2/imgproc.hpp>
@@ -192,7 +193,7 @@ void addWaves(cv::Mat& height, const cv::Mat& wet, const Raster& raster, Random&
     height += waves;
 }
 
-// Cosine of the angle between a surface of the given slopes and the light.
+// Cosine of the angle between a surface that falls towards +x and +y by so much and the light.
 float facing(float slopeX, float slopeY, const cv::Point2f& light) {
     const float along = 1.0f + slopeX * light.x + slopeY * light.y;
     const float length = std::sqrt((1.0f + slopeX * slopeX + slopeY * slopeY) *
@@ -216,7 +217,7 @@ cv::Mat facingLight(const cv::Mat& height, float scale, const cv::Point2f& light
         auto* to = cosines.ptr<std::uint16_t>(y);
         for (int x = 0; x < height.cols; ++x) {
             const float slopeX = (here[x - 1] - here[x + 1]) * perPixel;
-            const float slopeY = (above[x] - below[x]) * perPixel;
+            const float slopeY = (below[x] - above[x]) * perPixel;
             to[x] = static_cast<std::uint16_t>(static_cast<int>(
                 facing(slopeX, slopeY, light) * static_cast<float>(kCosineSteps - 1)));
         }
@@ -257,14 +258,6 @@ Reflection wetSkin(const CaptureConditions& conditions) {
     constexpr float kShine = 0.55f;
     return reflectionOf(kTone * conditions.ambient, kTone * (1.0f - conditions.ambient), kShine,
                         120.0f);
-}
-
-// Puts `over` in the place of what is there, as far as the mask says.
-void blend(cv::Mat& shade, const cv::Mat& over, const cv::Mat& mask) {
-    cv::Mat kept;
-    cv::multiply(shade, ~mask, kept, 1.0 / 255.0);
-    cv::multiply(over, mask, shade, 1.0 / 255.0);
-    shade += kept;
 }
 
 // The relief under the capture's light, with wet places if there are any.

@@ -1,5 +1,6 @@
 #include "renderer/skinTexture.h"
 
+#include "renderer/blend.h"
 #include "renderer/curves.h"
 
 #include <opencv2/imgproc.hpp>
@@ -288,7 +289,7 @@ void drawWrinkledParts(cv::Mat& layer, Random& random) {
 // Blurs by a deviation of several pixels, for which half the pixels do.
 cv::Mat softened(const cv::Mat& layer, float deviation) {
     cv::Mat half;
-    cv::resize(layer, half, layer.size() / 2, 0, 0, cv::INTER_AREA);
+    cv::resize(layer, half, {}, 0.5, 0.5, cv::INTER_AREA);
     cv::GaussianBlur(half, half, {}, static_cast<double>(0.5f * deviation));
     cv::Mat result;
     cv::resize(half, result, layer.size(), 0, 0, cv::INTER_LINEAR);
@@ -415,73 +416,99 @@ void addMoles(cv::Mat& relief, Random& random) {
     }
 }
 
-// How the friction ridges of a palm run: side by side across it, around the root of the thumb, and
-// aslant below the little finger (Cummins and Midlo, Finger Prints, Palms and Soles, 1943).
+// How the friction ridges of a palm run: side by side across it and aslant below the little finger,
+// but around the root of the thumb (Cummins and Midlo, Finger Prints, Palms and Soles, 1943). Both
+// are given in palm coordinates as the way along a ridge, and the way across the ridges.
 class RidgeFlow {
 public:
     explicit RidgeFlow(Random& random)
         : slant_(random.normal(0.25f)),
-          root_(-0.42f + random.normal(0.05f), -0.72f + random.normal(0.08f)),
-          rootReach_(random.uniform(0.30f, 0.45f)),
-          fall_(random.uniform(0.2f, 0.9f)),
+          thumb_{-0.42f + random.normal(0.05f), -0.72f + random.normal(0.08f)},
+          reach_(random.uniform(0.28f, 0.42f)),
+          fall_(random.uniform(0.4f, 1.8f)),
           sway_(random.uniform(0.02f, 0.07f)),
           phase_(random.uniform(0.0f, 2.0f * kPi)) {}
 
-    // How far along its ridge a place lies, and across how many ridges, in palm breadths.
-    cv::Point2f at(const cv::Point2f& palm) const {
-        const cv::Point2f away = palm - root_;
-        const float distance = std::hypot(away.x, away.y) + 0.02f;
-        const float aside = std::max(0.0f, palm.x - 0.1f) * std::max(0.0f, -palm.y);
-        const cv::Point2f level(palm.x * std::cos(slant_) - palm.y * std::sin(slant_),
-                                palm.y * std::cos(slant_) + palm.x * std::sin(slant_) -
-                                    2.0f * fall_ * aside +
-                                    sway_ * std::sin(5.0f * palm.x + 3.0f * palm.y + phase_));
-        const cv::Point2f around(distance * std::atan2(away.y, away.x), distance);
-        const float near = std::exp(-distance * distance / (rootReach_ * rootReach_));
-        return level + (around - level) * near;
+    cv::Point2f acrossThePalm(const cv::Point2f& palm) const {
+        const float belowLittleFinger = std::max(0.0f, palm.x - 0.1f) * std::max(0.0f, -palm.y);
+        const float sway = sway_ * std::sin(5.0f * palm.x + 3.0f * palm.y + phase_);
+        return {palm.x * std::cos(slant_) - palm.y * std::sin(slant_),
+                palm.y * std::cos(slant_) + palm.x * std::sin(slant_) - fall_ * belowLittleFinger +
+                    sway};
+    }
+
+    cv::Point2f aroundTheThumb(const cv::Point2f& palm) const {
+        const cv::Point2f away = palm - thumb_;
+        const float distance = std::hypot(away.x, away.y);
+        return {distance * std::atan2(away.y, away.x), distance};
+    }
+
+    // Whether ridges here run around the thumb, 0 to 255.
+    float nearThumb(const cv::Point2f& palm) const {
+        const cv::Point2f away = palm - thumb_;
+        const float beyond = std::hypot(away.x, away.y) - reach_;
+        return std::clamp(127.5f - 1500.0f * beyond, 0.0f, 255.0f);
     }
 
 private:
     float slant_;
-    cv::Point2f root_;
-    float rootReach_;
+    cv::Point2f thumb_;
+    float reach_;
     float fall_;
     float sway_;
     float phase_;
 };
 
-// For each pixel of the texture its place in a noise of the given size that is finer across the
-// ridges than along them; exact on a grid and linear between.
-cv::Mat ridgeMap(cv::Size noise, float alongScale, Random& random) {
+// What a function of the place on the palm gives for each pixel of the texture: worked out on a grid,
+// and linear between.
+template <typename Value, typename Function>
+cv::Mat overTexture(Function&& valueAt) {
     constexpr int kGrid = 12;
-    const RidgeFlow flow(random);
-    const cv::Size cells(textureSize().width / kGrid + 2, textureSize().height / kGrid + 2);
-    cv::Mat grid(cells, CV_32FC2);
+    const cv::Size cells(textureSize().width / kGrid + 1, textureSize().height / kGrid + 1);
+    cv::Mat_<Value> grid(cells);
     for (int y = 0; y < cells.height; ++y) {
         for (int x = 0; x < cells.width; ++x) {
-            const cv::Point2f pixel(static_cast<float>(x * kGrid), static_cast<float>(y * kGrid));
-            const cv::Point2f at =
-                flow.at({kTextureArea.x + pixel.x / kTextureScale,
-                         kTextureArea.y + kTextureArea.height - pixel.y / kTextureScale});
-            grid.at<cv::Vec2f>(y, x) = {
-                0.5f * static_cast<float>(noise.width) + at.x * alongScale,
-                0.5f * static_cast<float>(noise.height) + (at.y + 0.5f) * kTextureScale};
+            const float right = (static_cast<float>(x) + 0.5f) * kGrid / kTextureScale;
+            const float down = (static_cast<float>(y) + 0.5f) * kGrid / kTextureScale;
+            grid(y, x) =
+                valueAt({kTextureArea.x + right, kTextureArea.y + kTextureArea.height - down});
         }
     }
-    cv::Mat map;
-    cv::resize(grid, map, cells * kGrid, 0, 0, cv::INTER_LINEAR);
-    return map({{0, 0}, textureSize()});
+    cv::Mat result;
+    cv::resize(grid, result, cells * kGrid, 0, 0, cv::INTER_LINEAR);
+    return result({{0, 0}, textureSize()});
 }
 
-// Grain drawn out along the ridges. They lie half a millimetre apart, closer than the pixels of most
-// frames, so that their direction shows and not each of them.
+// Noise drawn out along ridges by a factor.
+template <typename Function>
+cv::Mat drawnOut(float factor, Function&& alongAndAcross, Random& random) {
+    constexpr float kReach = 2.0f;
+    const float alongScale = kTextureScale / factor;
+    const cv::Mat noise =
+        whiteNoise({cvCeil(kReach * alongScale), cvCeil(kReach * kTextureScale)}, random);
+    const cv::Mat map = overTexture<cv::Vec2f>([&](const cv::Point2f& palm) {
+        const cv::Point2f at = alongAndAcross(palm);
+        return cv::Vec2f(at.x * alongScale, at.y * kTextureScale);
+    });
+    cv::Mat result;
+    cv::remap(noise, result, map, {}, cv::INTER_LINEAR, cv::BORDER_WRAP);
+    return result;
+}
+
+// Grain in the direction of the ridges. They lie half a millimetre apart, closer than the pixels of
+// most frames, so that their direction shows and not each of them.
 cv::Mat ridgeGrain(Random& random) {
-    const float stretch = random.uniform(3.0f, 8.0f);
-    const float alongScale = kTextureScale / stretch;
-    const cv::Size size(cvCeil(4.0f * alongScale), 2 * textureSize().height);
-    cv::Mat grain;
-    cv::remap(whiteNoise(size, random), grain, ridgeMap(size, alongScale, random), {},
-              cv::INTER_LINEAR, cv::BORDER_REFLECT_101);
+    const RidgeFlow flow(random);
+    const float factor = random.uniform(3.0f, 8.0f);
+    cv::Mat grain = drawnOut(
+        factor, [&](const cv::Point2f& palm) { return flow.acrossThePalm(palm); }, random);
+    const cv::Mat around = drawnOut(
+        factor, [&](const cv::Point2f& palm) { return flow.aroundTheThumb(palm); }, random);
+    cv::Mat nearThumb;
+    overTexture<float>([&](const cv::Point2f& palm) {
+        return flow.nearThumb(palm);
+    }).convertTo(nearThumb, CV_8U);
+    blend(grain, around, nearThumb);
     return grain;
 }
 

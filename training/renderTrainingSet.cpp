@@ -18,7 +18,7 @@ constexpr const char* kUsage =
     "usage: brairu-training-set poses FOLDER COUNT SEED\n"
     "       brairu-training-set palms FOLDER PEOPLE CAPTURES SEED enrolment|hard|mixed\n"
     "poses: frames for the hand-pose network; images.npy (COUNT,128,128) and labels.npy\n"
-    "  (COUNT,15): 1 or 0 for a hand, then x and y of the key points in network pixels.\n"
+    "  (COUNT,15): 1 or 0 for an open palm, then x and y of the key points in network pixels.\n"
     "palms: both palms of PEOPLE for the feature networks; images.npy\n"
     "  (palms,CAPTURES,3,128,128): regions A and B and the whole crop. Every 50 palms in a row\n"
     "  were taken with one camera.\n";
@@ -90,7 +90,7 @@ private:
         throw std::runtime_error("no capture shows the whole palm");
     }
 
-    void addEmpty(int number) { append(renderWithoutHand(seed_, number, anySize(random_))); }
+    void addEmpty(int number) { append(renderWithoutPalm(seed_, number, anySize(random_))); }
 
     void append(const RenderedFrame& frame) {
         const cv::Mat luma = detectorLuma(frame.luma);

@@ -28,7 +28,8 @@ class Run:
         self.net = net.to(DEVICE, memory_format=torch.channels_last)
         self.weights = weights
         self.memory = memory
-        self.plan = {"steps": options.steps, "seed": options.seed, "start": options.start}
+        self.plan = {"steps": options.steps, "seed": options.seed, "start": options.start,
+                     "memory": None if memory is None else len(memory)}
         self.steps = options.steps
         self.peak = options.rate
         self.step = 0
@@ -81,7 +82,8 @@ class Run:
         save_weights(self.net, self.weights)
         state = {"plan": self.plan, "net": self.net.state_dict(),
                  "optimiser": self.optimiser.state_dict(), "step": self.step,
-                 "rng": self.rng.bit_generator.state, "memory": self.memory}
+                 "rng": self.rng.bit_generator.state,
+                 "memory": None if self.memory is None else torch.from_numpy(self.memory)}
         torch.save(state, self.state_path() + ".new")
         os.replace(self.state_path() + ".new", self.state_path())
 
@@ -94,7 +96,7 @@ class Run:
         self.optimiser.load_state_dict(state["optimiser"])
         self.rng.bit_generator.state = state["rng"]
         if self.memory is not None:
-            self.memory[:] = state["memory"]
+            self.memory[:] = state["memory"].cpu().numpy()
         self.step = state["step"]
         print(f"taken up at step {self.step}", flush=True)
 

@@ -17,7 +17,7 @@ import augment
 from networks import SIDE, PoseNet, anchor_centres
 
 BATCH = 64
-# Chance of a frame without a palm that raises no alarm, against one that surely does.
+# Weight of a frame without a palm that raises no alarm; a sure alarm adds 1.
 EASY = 0.05
 ANCHORS = anchor_centres().to(schedule.DEVICE)
 # Largest side of the key points' box, in pixels, that each stride answers for.
@@ -47,7 +47,7 @@ def changed(image, label, rng):
     return np.ascontiguousarray(image), points.reshape(-1), hand
 
 
-class Draw:
+class FrameChoice:
     """Which frames a batch takes: half show an open palm; of the others, those come more often that
     the network took for one when it last saw them."""
 
@@ -149,15 +149,15 @@ def main():
     held_images = np.load(options.validation + "/images.npy")
     held_labels = np.load(options.validation + "/labels.npy")
     net = PoseNet()
-    draw = Draw(labels)
-    run = schedule.Run(net, options.weights, options, memory=draw.alarms)
+    choice = FrameChoice(labels)
+    run = schedule.Run(net, options.weights, options, memory=choice.alarms)
     score, point = 0.0, 0.0
     while run.running():
-        rows = draw.rows(run.rng)
+        rows = choice.rows(run.rng)
         frames, points, hands = batch_of(images, labels, rows, run.rng)
         with schedule.half_precision():
             logits, found = net(frames)
-        draw.learn(rows, logits)
+        choice.learn(rows, logits)
         loss, s, p = loss_of(logits, found, points, hands)
         run.descend(loss)
         score, point = 0.98 * score + 0.02 * s, 0.98 * point + 0.02 * p

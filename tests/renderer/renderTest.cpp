@@ -168,9 +168,25 @@ CaptureConditions bareHand(const PalmIdentity& palm) {
     CaptureConditions conditions = plainCapture(palm, 0.3f, 0.0f);
     conditions.background = Background::black;
     conditions.wear = {};
+    conditions.stains = 0;
+    conditions.wetPlaces = 0;
     conditions.armTurn = 0.0f;
     conditions.lensBend = 0.0f;
     conditions.lightFallOff = 0.0f;
+    return conditions;
+}
+
+// A bare hand whose detail does not show, in even light.
+CaptureConditions smoothHand(const PalmIdentity& palm) {
+    CaptureConditions conditions = bareHand(palm);
+    conditions.creaseContrast = 0.0f;
+    conditions.veinContrast = 0.0f;
+    conditions.reliefContrast = 0.0f;
+    conditions.lightSlope = {0.0f, 0.0f};
+    conditions.lightFallOff = 0.0f;
+    conditions.exposure = 120.0f;
+    conditions.focusBlur = 0.0f;
+    conditions.motionBlur = 0.0f;
     return conditions;
 }
 
@@ -203,12 +219,81 @@ TEST(RenderTest, SlantingLightMakesTheFlankTowardsItBright) {
     palm.shape.relief.flankRadius = 0.15f;
     CaptureConditions conditions = bareHand(palm);
     conditions.ambient = 0.2f;
-    const cv::Point2f flank(0.47f, -0.45f);
-    conditions.lightSlope = {0.8f, 0.0f};
-    const double one = greyAt(palm, conditions, flank);
-    conditions.lightSlope = {-0.8f, 0.0f};
-    const double other = greyAt(palm, conditions, flank);
-    EXPECT_GT(std::max(one, other), 1.15 * std::min(one, other));
+    const auto grey = [&](const cv::Point2f& place, const cv::Point2f& light) {
+        conditions.lightSlope = light;
+        return greyAt(palm, conditions, place);
+    };
+    const cv::Point2f towardsTheLittleFinger(0.47f, -0.45f);
+    EXPECT_GT(grey(towardsTheLittleFinger, {0.8f, 0.0f}),
+              1.15 * grey(towardsTheLittleFinger, {-0.8f, 0.0f}));
+    const FingerShape& finger = palm.shape.fingers[1];
+    conditions.fingerTurn[1] = -finger.splay - 0.5f * finger.bow;
+    conditions.fingerReach[1] = 1.0f;
+    const cv::Point2f tip = finger.base + cv::Point2f(0.0f, finger.length - 0.04f);
+    EXPECT_GT(grey(tip, {0.0f, 0.8f}), 1.15 * grey(tip, {0.0f, -0.8f}));
+}
+
+// By how much more a light darkens the wall to the right of a black hand than that to the left.
+double shadowToTheRight(Hand hand, float turn, const cv::Point2f& light) {
+    PalmIdentity palm = identityOf(kSeed, 1, hand);
+    palm.albedo = 0.0f;
+    CaptureConditions conditions = bareHand(palm);
+    conditions.turn = turn;
+    conditions.noise = 0.0f;
+    conditions.background = Background::wall;
+    conditions.backgroundLevel = 0.8f;
+    conditions.lightSlope = {0.0f, 0.0f};
+    const cv::Mat even = render(palm, conditions, {640, 480}).luma;
+    conditions.lightSlope = light;
+    cv::Mat change;
+    cv::subtract(even, render(palm, conditions, {640, 480}).luma, change, cv::noArray(), CV_32F);
+    cv::Mat across;
+    cv::reduce(change, across, 0, cv::REDUCE_SUM);
+    const int middle = across.cols / 2;
+    return (cv::sum(across.colRange(middle, across.cols))[0] -
+            cv::sum(across.colRange(0, middle))[0]) /
+           across.cols;
+}
+
+TEST(RenderTest, ShadowsFallAwayFromTheLight) {
+    const cv::Point2f fromTheLittleFinger(0.6f, 0.0f);
+    EXPECT_LT(shadowToTheRight(Hand::left, 0.0f, fromTheLittleFinger), -20.0);
+    EXPECT_GT(shadowToTheRight(Hand::right, 0.0f, fromTheLittleFinger), 20.0);
+    EXPECT_GT(shadowToTheRight(Hand::left, 180.0f, fromTheLittleFinger), 20.0);
+}
+
+TEST(RenderTest, AHandBesideTheFrameLeavesTheBackgroundAlone) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    CaptureConditions conditions = bareHand(palm);
+    conditions.background = Background::wall;
+    conditions.place = {-2.0f, 0.5f};
+    const cv::Mat one = render(palm, conditions, {640, 480}).luma;
+    conditions.place = {-2.5f, 0.5f};
+    EXPECT_TRUE(sameBytes(one, render(palm, conditions, {640, 480}).luma));
+}
+
+TEST(RenderTest, AHandAtTheEdgeIsDrawnHoweverLittleOfItShows) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    CaptureConditions conditions = bareHand(palm);
+    conditions.background = Background::wall;
+    conditions.turn = 45.0f;
+    for (int step = 0; step < 120; ++step) {
+        conditions.place.x = 0.2f - 0.01f * static_cast<float>(step);
+        EXPECT_EQ(render(palm, conditions, {160, 120}).luma.size(), cv::Size(160, 120));
+    }
+}
+
+TEST(RenderTest, AFarTiltedHandIsInTheFrameWhoseHorizonIsToo) {
+    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    for (const float tilt : {-28.0f, 28.0f}) {
+        CaptureConditions conditions = smoothHand(palm);
+        conditions.palmWidth = 0.11f;
+        conditions.distance = 3.0f;
+        conditions.tiltAcross = tilt;
+        conditions.place = {tilt < 0.0f ? 0.3f : 0.7f, 0.5f};
+        conditions.background = Background::black;
+        EXPECT_GT(greyAt(palm, conditions, {0.0f, -0.45f}), 40.0) << tilt;
+    }
 }
 
 TEST(RenderTest, GroovesShowInSlantingLightAlone) {
@@ -233,22 +318,6 @@ TEST(RenderTest, StainsChangeThePalm) {
     const cv::Mat clean = render(palm, conditions, {640, 480}).luma;
     conditions.stains = 3;
     EXPECT_FALSE(sameBytes(clean, render(palm, conditions, {640, 480}).luma));
-}
-
-// A bare hand whose detail does not show, in even light.
-CaptureConditions smoothHand(const PalmIdentity& palm) {
-    CaptureConditions conditions = bareHand(palm);
-    conditions.creaseContrast = 0.0f;
-    conditions.veinContrast = 0.0f;
-    conditions.reliefContrast = 0.0f;
-    conditions.stains = 0;
-    conditions.wetPlaces = 0;
-    conditions.lightSlope = {0.0f, 0.0f};
-    conditions.lightFallOff = 0.0f;
-    conditions.exposure = 120.0f;
-    conditions.focusBlur = 0.0f;
-    conditions.motionBlur = 0.0f;
-    return conditions;
 }
 
 TEST(RenderTest, WetSkinIsDarkerAndGlints) {
@@ -340,7 +409,7 @@ TEST(RenderTest, EveryEnrolmentCaptureIsUsableAndWellPlaced) {
 TEST(RenderTest, FramesWithoutAnOpenPalmTellWhetherAnotherHandIsInThem) {
     std::array<int, 3> counts{};
     for (int number = 0; number < 60; ++number) {
-        ++counts[static_cast<std::size_t>(renderWithoutHand(kSeed, number, {64, 48}).content)];
+        ++counts[static_cast<std::size_t>(renderWithoutPalm(kSeed, number, {64, 48}).content)];
     }
     EXPECT_EQ(counts[static_cast<std::size_t>(Content::openPalm)], 0);
     EXPECT_GT(counts[static_cast<std::size_t>(Content::otherHand)], 10);
@@ -348,11 +417,11 @@ TEST(RenderTest, FramesWithoutAnOpenPalmTellWhetherAnotherHandIsInThem) {
 }
 
 TEST(RenderTest, FramesWithoutAHandAreEndlessAndRepeatable) {
-    const RenderedFrame first = renderWithoutHand(kSeed, 1, {320, 240});
+    const RenderedFrame first = renderWithoutPalm(kSeed, 1, {320, 240});
     EXPECT_NE(first.content, Content::openPalm);
     EXPECT_EQ(first.luma.size(), cv::Size(320, 240));
-    EXPECT_TRUE(sameBytes(first.luma, renderWithoutHand(kSeed, 1, {320, 240}).luma));
-    EXPECT_FALSE(sameBytes(first.luma, renderWithoutHand(kSeed, 2, {320, 240}).luma));
+    EXPECT_TRUE(sameBytes(first.luma, renderWithoutPalm(kSeed, 1, {320, 240}).luma));
+    EXPECT_FALSE(sameBytes(first.luma, renderWithoutPalm(kSeed, 2, {320, 240}).luma));
 }
 
 }  // namespace

@@ -180,7 +180,7 @@ TEST(EvalRendered, MeasuresTheNetworksAgainstTheirGoals) {
     EXPECT_EQ(json["comparisons"]["impostors"], 5 * json["comparisons"]["genuine"].get<int>());
     int others = 0;
     for (int number = 0; number < 12; ++number) {
-        others += renderWithoutHand(5, number, {64, 48}).content == Content::otherHand ? 1 : 0;
+        others += renderWithoutPalm(5, number, {64, 48}).content == Content::otherHand ? 1 : 0;
     }
     std::vector<std::string> goals;
     for (const Json& goal : json["goals"]) {

@@ -73,7 +73,7 @@ struct Scene {
 std::vector<Scene> scenesByScore(const Scores& scores) {
     std::vector<Scene> scenes;
     for (int number = 0; number < kScenes; ++number) {
-        const RenderedFrame frame = renderWithoutHand(kPictureSeed, number, kPictureFrame);
+        const RenderedFrame frame = renderWithoutPalm(kPictureSeed, number, kPictureFrame);
         scenes.push_back({number, scores.of(frame.luma)});
     }
     std::ranges::stable_sort(scenes, {}, &Scene::score);
@@ -87,7 +87,7 @@ FrameRow scenesWithoutHand(Scores& scores, const std::vector<Scene>& scenes) {
                 " and some of the highest scores; red: taken for a hand";
     for (const int place : kScenesShown) {
         const int number = scenes[static_cast<std::size_t>(place)].number;
-        Shot shot = scores.shot(renderWithoutHand(kPictureSeed, number, kPictureFrame).luma);
+        Shot shot = scores.shot(renderWithoutPalm(kPictureSeed, number, kPictureFrame).luma);
         shot.accepted = !shot.accepted;
         row.shots.push_back(shot);
     }

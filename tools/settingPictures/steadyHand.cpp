@@ -31,7 +31,7 @@ CaptureConditions steadyHand(const PalmIdentity& palm) {
     hand.lightFallOff = 0.1f;
     hand.background = Background::black;
     hand.wear = {};
-    hand.stains = 0;
+    hand.stains = hand.wetPlaces = 0;
     hand.focusBlur = hand.motionBlur = 0.0f;
     hand.noise = 1.5f;
     return hand;

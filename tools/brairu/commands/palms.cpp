@@ -71,7 +71,7 @@ void addRender(CLI::App& palms, Work& chosen) {
         ->type_name("FOLDER");
     count("--people", album.people, "People, each with both palms");
     count("--captures", album.captures, "Captures of each palm");
-    count("--empty", album.empty, "Frames without a hand");
+    count("--empty", album.empty, "Frames without an open palm");
     command->add_option("--seed", album.seed, "Other seeds are other people")
         ->capture_default_str()
         ->type_name("N");

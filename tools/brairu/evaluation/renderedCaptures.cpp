@@ -118,9 +118,9 @@ private:
 
     void countFalseAlarms() {
         for (int number = 0; number < people_.handless; ++number) {
-            report_.progress("frame without a palm " + std::to_string(number + 1) + " of " +
+            report_.progress("frame without an open palm " + std::to_string(number + 1) + " of " +
                              std::to_string(people_.handless));
-            const RenderedFrame frame = renderWithoutHand(people_.seed, number, sizeOf(number));
+            const RenderedFrame frame = renderWithoutPalm(people_.seed, number, sizeOf(number));
             AlarmTally& tally =
                 frame.content == Content::noHand ? tally_.withoutHand : tally_.otherHands;
             ++tally.frames;
