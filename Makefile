@@ -22,7 +22,8 @@ models: build
 
 # Measures the shipped networks against their goals, on rendered people whom no training saw; tables
 # and pictures go to build/eval. PEOPLE search a gallery of both palms of these and of BYSTANDERS.
-# PHOTOGRAPHS is a folder of real hands; INDEX tells whose they are.
+# PHOTOGRAPHS is a folder of real palms, INDEX tells whose they are; OPEN_HANDS is a folder of whole
+# hands with their fingers.
 EVALUATE = $(RELEASE)/brairu eval --seed $(or $(SEED),900001)
 
 eval: build
@@ -33,7 +34,10 @@ eval: build
 		--report build/eval/hard
 	$(EVALUATE) --scenario hard --any-camera --rendered $(or $(PEOPLE),200) \
 		--report build/eval/anyCamera
-	$(if $(PHOTOGRAPHS),training/evaluatePhotographs.sh $(PHOTOGRAPHS) $(INDEX))
+	$(if $(PHOTOGRAPHS),GOALS="--usable-goal 99 --error-goal 0.86" \
+		training/evaluatePhotographs.sh $(PHOTOGRAPHS) $(INDEX))
+	$(if $(OPEN_HANDS),GOALS="--usable-goal 95" WORK=build/eval/openHands \
+		training/evaluatePhotographs.sh $(OPEN_HANDS))
 
 # Draws the pictures of docs/configuration.md anew; the shipped networks see rendered frames.
 pictures: configured

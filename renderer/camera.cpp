@@ -1,5 +1,7 @@
 #include "renderer/camera.h"
 
+#include "renderer/angles.h"
+
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -10,7 +12,6 @@ namespace brairu {
 
 namespace {
 
-constexpr float kDegree = static_cast<float>(CV_PI / 180.0);
 // The map is exact on a grid of this many pixels and linear between.
 constexpr int kGrid = 16;
 
@@ -24,18 +25,22 @@ cv::Matx33f rotation(float turn, float across, float along) {
     return aboutSight * aboutUpright * aboutLevel;
 }
 
-// Stands for what lies beyond the horizon of the palm's plane, or behind the camera.
-constexpr float kFarAway = 1e4f;
+// In palm breadths and in pixels, farther than anything that is drawn.
+constexpr float kFarOnPalm = 1e4f;
+constexpr float kFarInFrame = 1e6f;
+// Before the camera, in palm breadths: nearer than this nothing is seen, and farther than that the
+// plane ends in its horizon.
+constexpr float kNearest = 0.05f;
+constexpr float kFarthest = 1e3f;
 
-bool isFarAway(const cv::Point2f& point) {
-    return std::abs(point.x) >= 0.5f * kFarAway;
-}
-
-cv::Point2f project(const cv::Matx33f& matrix, const cv::Point2f& point) {
+// Nothing where the third coordinate falls below `least`.
+std::optional<cv::Point2f> project(const cv::Matx33f& matrix, const cv::Point2f& point,
+                                   float least) {
     const cv::Vec3f p = matrix * cv::Vec3f(point.x, point.y, 1.0f);
-    const cv::Point2f seen(p[0] / p[2], p[1] / p[2]);
-    const bool isBefore = p[2] > 0.0f && std::max(std::abs(seen.x), std::abs(seen.y)) < kFarAway;
-    return isBefore ? seen : cv::Point2f(kFarAway, kFarAway);
+    if (p[2] < least) {
+        return std::nullopt;
+    }
+    return cv::Point2f(p[0] / p[2], p[1] / p[2]);
 }
 
 // Points along the border of a rectangle.
@@ -69,6 +74,8 @@ Camera::Camera(const CaptureConditions& conditions, Hand hand, cv::Size frame)
       lensBend_(conditions.lensBend),
       stretch_(conditions.stretch),
       phase_(conditions.stretchPhase) {
+    // Palm coordinates run up, and those of a right hand to the left; the middle of the palm comes to
+    // the origin, is turned there, and moved away from the camera.
     const float mirror = hand == Hand::left ? 1.0f : -1.0f;
     const cv::Matx33f turned = rotation(conditions.turn * kDegree, conditions.tiltAcross * kDegree,
                                         conditions.tiltAlong * kDegree);
@@ -109,31 +116,39 @@ cv::Point2f Camera::bent(const cv::Point2f& straight) const {
     return middle + away;
 }
 
-cv::Point2f Camera::toFrame(const cv::Point2f& palm) const {
+std::optional<cv::Point2f> Camera::placeInFrame(const cv::Point2f& palm) const {
     cv::Point2f unstretched = palm;
     for (int i = 0; i < 3; ++i) {
         unstretched = palm - stretchAt(unstretched);
     }
-    const cv::Point2f straight = project(palmToFrame_, unstretched);
-    return isFarAway(straight) ? straight : bent(straight);
+    const auto straight = project(palmToFrame_, unstretched, kNearest);
+    return straight ? std::optional(bent(*straight)) : std::nullopt;
+}
+
+std::optional<cv::Point2f> Camera::placeOnPalm(const cv::Point2f& frame) const {
+    const auto unstretched = project(frameToPalm_, straightened(frame), 1.0f / kFarthest);
+    return unstretched ? std::optional(*unstretched + stretchAt(*unstretched)) : std::nullopt;
+}
+
+cv::Point2f Camera::toFrame(const cv::Point2f& palm) const {
+    return placeInFrame(palm).value_or(cv::Point2f(kFarInFrame, kFarInFrame));
 }
 
 cv::Point2f Camera::toPalm(const cv::Point2f& frame) const {
-    const cv::Point2f unstretched = project(frameToPalm_, straightened(frame));
-    return isFarAway(unstretched) ? unstretched : unstretched + stretchAt(unstretched);
+    return placeOnPalm(frame).value_or(cv::Point2f(kFarOnPalm, kFarOnPalm));
 }
 
 cv::Rect2f Camera::visibleArea() const {
     constexpr float kMargin = 0.1f;
-    cv::Point2f low(kFarAway, kFarAway);
+    cv::Point2f low(kFarOnPalm, kFarOnPalm);
     cv::Point2f high = -low;
     for (const cv::Point2f& point : borderOf({{}, cv::Size2f(frame_)})) {
-        const cv::Point2f palm = toPalm(point);
-        if (isFarAway(palm)) {
-            return {-kFarAway, -kFarAway, 2.0f * kFarAway, 2.0f * kFarAway};
+        const auto palm = placeOnPalm(point);
+        if (!palm) {
+            return {-kFarOnPalm, -kFarOnPalm, 2.0f * kFarOnPalm, 2.0f * kFarOnPalm};
         }
-        low = {std::min(low.x, palm.x), std::min(low.y, palm.y)};
-        high = {std::max(high.x, palm.x), std::max(high.y, palm.y)};
+        low = {std::min(low.x, palm->x), std::min(low.y, palm->y)};
+        high = {std::max(high.x, palm->x), std::max(high.y, palm->y)};
     }
     return grown({low, high}, kMargin);
 }
@@ -141,12 +156,13 @@ cv::Rect2f Camera::visibleArea() const {
 cv::Rect Camera::windowOn(const cv::Rect2f& palmArea) const {
     constexpr float kMargin = 6.0f;
     const cv::Rect whole({}, frame_);
-    std::vector<cv::Point2f> border = borderOf(palmArea);
-    for (cv::Point2f& point : border) {
-        point = toFrame(point);
-        if (isFarAway(point)) {
+    std::vector<cv::Point2f> border;
+    for (const cv::Point2f& point : borderOf(palmArea)) {
+        const auto seen = placeInFrame(point);
+        if (!seen) {
             return whole;
         }
+        border.push_back(*seen);
     }
     return cv::Rect(grown(cv::boundingRect(border), kMargin)) & whole;
 }

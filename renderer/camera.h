@@ -4,6 +4,9 @@
 
 #include <opencv2/core.hpp>
 
+#include <array>
+#include <optional>
+
 namespace brairu {
 
 // Positions in a raster in the fixed-point form that cv::remap takes fastest.
@@ -12,8 +15,10 @@ struct RasterMap {
     cv::Mat fraction;
 };
 
-// Where a point of the palm appears in the frame, and back: perspective of the tilted palm plus the
-// soft stretching of the skin.
+// Where a point of the palm's plane appears in the frame, and back: the soft stretching of the skin,
+// the perspective of the tilted palm, and the bending by the lens. What lies behind the camera has no
+// place in the frame, and a place of the frame above the horizon none in the plane; both are then far
+// away.
 class Camera {
 public:
     Camera(const CaptureConditions& conditions, Hand hand, cv::Size frame);
@@ -24,7 +29,7 @@ public:
     // Palm breadth in frame pixels.
     float scale() const { return scale_; }
 
-    // Smallest palm rectangle that the frame shows.
+    // A palm rectangle that holds all that the frame shows.
     cv::Rect2f visibleArea() const;
 
     // The part of the frame in which an area of the palm shows, with a margin.
@@ -35,6 +40,8 @@ public:
     RasterMap rasterMap(const cv::Rect& window, const cv::Rect2f& area, float rasterScale) const;
 
 private:
+    std::optional<cv::Point2f> placeInFrame(const cv::Point2f& palm) const;
+    std::optional<cv::Point2f> placeOnPalm(const cv::Point2f& frame) const;
     cv::Point2f stretchAt(const cv::Point2f& palm) const;
     cv::Point2f straightened(const cv::Point2f& frame) const;
     cv::Point2f bent(const cv::Point2f& straight) const;

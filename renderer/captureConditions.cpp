@@ -1,5 +1,6 @@
 #include "renderer/captureConditions.h"
 
+#include "renderer/angles.h"
 #include "renderer/random.h"
 
 #include <algorithm>
@@ -10,8 +11,6 @@ namespace brairu {
 namespace {
 
 enum Stream : std::uint64_t { kCaptureStream = 4, kLookStream = 7 };
-
-constexpr float kDegree = static_cast<float>(CV_PI / 180.0);
 
 // How far each kind of change may go in a scenario.
 struct Ranges {
@@ -172,15 +171,24 @@ void poseHand(CaptureConditions& conditions, const HandShape& shape, Random& ran
     conditions.armTurn = random.normal(ranges.armTurn) * kDegree;
     conditions.stretch = random.uniform(0.2f, 1.0f) * ranges.stretch;
     for (float& phase : conditions.stretchPhase) {
-        phase = random.uniform(0.0f, 2.0f * static_cast<float>(CV_PI));
+        phase = random.uniform(0.0f, 2.0f * kPi);
     }
 }
 
-void lightHand(CaptureConditions& conditions, Random& random, const Ranges& ranges,
+// A direction in the frame, x to the right and y up, in the coordinates of a turned palm.
+cv::Point2f seenFromPalm(const cv::Point2f& direction, float turn, Hand hand) {
+    const float angle = turn * kDegree;
+    const cv::Point2f turned(direction.x * std::cos(angle) - direction.y * std::sin(angle),
+                             direction.x * std::sin(angle) + direction.y * std::cos(angle));
+    return {hand == Hand::left ? turned.x : -turned.x, turned.y};
+}
+
+void lightHand(CaptureConditions& conditions, Hand hand, Random& random, const Ranges& ranges,
                const CameraLook& look) {
     conditions.exposure = random.uniform(ranges.exposureLow, ranges.exposureHigh);
     const float slant = ranges.lightSlope * 0.6f * look.unevenness;
-    conditions.lightSlope = look.light + cv::Point2f(random.normal(slant), random.normal(slant));
+    const cv::Point2f change{random.normal(slant), random.normal(slant)};
+    conditions.lightSlope = seenFromPalm(look.light, conditions.turn, hand) + change;
     conditions.ambient = look.ambient;
     conditions.sheen = look.sheen * random.uniform(0.3f, 1.5f);
     conditions.lightCentre = {0.5f + random.normal(0.10f), 0.5f + random.normal(0.10f)};
@@ -244,7 +252,7 @@ void showSkin(CaptureConditions& conditions, Random& random, Scenario scenario,
 void spoilImage(CaptureConditions& conditions, Random& random, const Ranges& ranges) {
     conditions.focusBlur = random.uniform(0.0f, ranges.focusBlur);
     conditions.motionBlur = random.chance(0.4f) ? random.uniform(0.0f, ranges.motionBlur) : 0.0f;
-    conditions.motionAngle = random.uniform(0.0f, static_cast<float>(CV_PI));
+    conditions.motionAngle = random.uniform(0.0f, kPi);
     conditions.noise = random.uniform(0.8f, ranges.noise);
     conditions.noiseKey = random.next();
 }
@@ -283,7 +291,7 @@ CaptureConditions captureOf(std::uint64_t seed, const PalmIdentity& identity, in
     CaptureConditions conditions{};
     holdHand(conditions, identity, random, ranges, scenario, look);
     poseHand(conditions, identity.shape, random, ranges, look);
-    lightHand(conditions, random, ranges, look);
+    lightHand(conditions, identity.hand, random, ranges, look);
     chooseSurroundings(conditions, random, scenario);
     showSkin(conditions, random, scenario, look);
     spoilImage(conditions, random, ranges);

@@ -33,7 +33,8 @@ struct CameraLook {
     // Light that reaches the skin from everywhere, 0 to 1, and the mirror-like part of the reflection.
     float ambient;
     float sheen;
-    // Usual direction of the light, as CaptureConditions::lightSlope.
+    // Usual direction of the light, as CaptureConditions::lightSlope but in the frame, x to the right
+    // and y up: the lamp stands still when the hand turns.
     cv::Point2f light;
     // How much of a scenario's change of the light from capture to capture, and of its fall-off,
     // the camera lets through, 0 to 1.
@@ -106,7 +107,7 @@ struct CaptureConditions {
     int wetPlaces;
     // Grey level of fully lit skin of albedo 1.
     float exposure;
-    // Direction of the light across the palm (0 is straight from the camera).
+    // Direction of the light in palm coordinates (0 is straight from the camera).
     cv::Point2f lightSlope;
     // Where the light is brightest (fractions of the frame) and how fast it falls off.
     cv::Point2f lightCentre;

@@ -1,7 +1,10 @@
 #include "renderer/palmIdentity.h"
 
+#include "renderer/angles.h"
+#include "renderer/creaseLayer.h"
 #include "renderer/random.h"
-#include "renderer/skinTexture.h"
+#include "renderer/reliefLayer.h"
+#include "renderer/veinLayer.h"
 
 #include <cmath>
 
@@ -17,8 +20,6 @@ enum Stream : std::uint64_t {
     kKeyStream = 6,
     kCourseStream = 8
 };
-
-constexpr float kDegree = static_cast<float>(CV_PI / 180.0);
 
 FingerShape finger(Random& person, Random& hand, cv::Point2f base, float length, float width,
                    float splay) {
@@ -112,7 +113,9 @@ PalmIdentity identityOf(std::uint64_t seed, int person, Hand hand, int family) {
     identity.hand = hand;
     identity.albedo = ofPerson.uniform(0.45f, 1.0f);
     identity.shape = handShapeOf(seed, family, hand);
-    drawSkin(identity, course, ofSkin);
+    identity.creases = drawCreases(identity.shape, course, ofSkin);
+    identity.veins = drawVeins(ofSkin);
+    identity.relief = drawRelief(ofSkin);
     return identity;
 }
 

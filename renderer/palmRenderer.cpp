@@ -2,8 +2,9 @@
 
 #include "renderer/background.h"
 #include "renderer/camera.h"
+#include "renderer/openHand.h"
+#include "renderer/otherSkin.h"
 #include "renderer/random.h"
-#include "renderer/silhouette.h"
 #include "renderer/skinShading.h"
 
 #include <opencv2/imgproc.hpp>
@@ -25,8 +26,8 @@ enum Stream : std::uint64_t {
 constexpr float kNeutralDetail = 128.0f;
 constexpr float kShadeScale = 96.0f;
 constexpr int kNoiseSide = 1024;
-// Nothing is drawn outside; a hand with its arm ends far within.
-const cv::Rect2f kReach{-4.0f, -6.5f, 8.0f, 9.0f};
+// Nothing is drawn outside, farther than any frame shows of a hand and its arm.
+const cv::Rect2f kReach{-12.0f, -14.0f, 24.0f, 18.0f};
 
 // Everything about a capture that is on the way into the frame.
 struct Scene {
@@ -138,9 +139,13 @@ void castShadow(cv::Mat& background, const ProjectedSkin& skin, const Scene& sce
     const cv::Point2d corner = cv::Point2d(skin.window.tl()) + cv::Point2d(fall);
     const double scaleX = 0.5 * background.cols / scene.size.width;
     const double scaleY = 0.5 * background.rows / scene.size.height;
-    const cv::Matx23d place(scaleX, 0.0, scaleX * corner.x, 0.0, scaleY, scaleY * corner.y);
+    const cv::Matx23d moved(1.0, 0.0, scaleX * corner.x, 0.0, 1.0, scaleY * corner.y);
     cv::Mat coverage;
-    cv::warpAffine(skin.coverage, coverage, place, background.size() / 2);
+    cv::resize(skin.coverage, coverage,
+               {std::max(1, cvRound(scaleX * skin.window.width)),
+                std::max(1, cvRound(scaleY * skin.window.height))},
+               0, 0, cv::INTER_AREA);
+    cv::warpAffine(coverage, coverage, moved, background.size() / 2);
     cv::GaussianBlur(coverage, coverage, {},
                      0.6 + 0.1 * scaleX * static_cast<double>(scene.camera.scale()));
     cv::resize(coverage, coverage, background.size(), 0, 0, cv::INTER_LINEAR);
@@ -211,7 +216,9 @@ void addDetail(ProjectedSkin& skin, const ProjectedDetail& detail) {
 
 // Lays lit skin over the background.
 void compose(cv::Mat& frame, const ProjectedSkin& skin, const Scene& scene) {
-    const float edge = kOutlineBlur * scene.camera.scale() * 2.5066f / (255.0f * 1.2f);
+    // A step blurred by a deviation rises by 1 / (deviation * sqrt(2 pi)) a pixel.
+    constexpr float kSqrtTwoPi = 2.5066f;
+    const float edge = kOutlineBlur * scene.camera.scale() * kSqrtTwoPi / (255.0f * 1.2f);
     const SkinLight light = lightOf(scene);
     const cv::Rect& window = skin.window;
     for (int y = 0; y < window.height; ++y) {
@@ -282,29 +289,29 @@ void addNoise(cv::Mat& frame, float deviation, Random& random) {
     }
 }
 
-// Photographs a body part; `identity` supplies the skin's detail and may be null.
-cv::Mat photograph(const Silhouette* silhouette, const PalmIdentity* identity, const Scene& scene) {
-    Random random{scene.conditions.noiseKey, kSceneStream};
-    cv::Mat background = drawBackground(scene.size, scene.conditions.background,
-                                        scene.conditions.backgroundLevel, random);
-    ProjectedSkin skin;
-    if (silhouette != nullptr) {
-        skin = projectSkin(*silhouette, scene);
+// How the camera sees a body part; `identity` supplies the skin's detail and may be null. The window
+// is empty if nothing of it is in the frame.
+ProjectedSkin seen(const Silhouette& silhouette, const PalmIdentity* identity, const Scene& scene) {
+    ProjectedSkin skin = projectSkin(silhouette, scene);
+    if (identity != nullptr && !skin.window.empty()) {
+        addDetail(skin, projectDetail(*identity, scene, skin.window));
     }
-    const bool visible = !skin.window.empty();
-    if (visible && scene.conditions.background != Background::black) {
+    return skin;
+}
+
+cv::Mat photograph(const ProjectedSkin& skin, const Scene& scene) {
+    const CaptureConditions& conditions = scene.conditions;
+    Random random{conditions.noiseKey, kSceneStream};
+    cv::Mat background =
+        drawBackground(scene.size, conditions.background, conditions.backgroundLevel, random);
+    if (conditions.background != Background::black && !skin.window.empty()) {
         castShadow(background, skin, scene);
     }
     cv::Mat frame;
     cv::resize(background, frame, scene.size, 0, 0, cv::INTER_LINEAR);
-    if (visible && identity != nullptr) {
-        addDetail(skin, projectDetail(*identity, scene, skin.window));
-    }
-    if (visible) {
-        compose(frame, skin, scene);
-    }
+    compose(frame, skin, scene);
     blur(frame, scene);
-    addNoise(frame, scene.conditions.noise, random);
+    addNoise(frame, conditions.noise, random);
     return frame;
 }
 
@@ -323,9 +330,9 @@ std::array<cv::Point2f, 7> keyPointsIn(const PalmIdentity& identity,
 RenderedFrame render(const PalmIdentity& identity, const CaptureConditions& conditions,
                      cv::Size size) {
     const Camera camera(conditions, identity.hand, size);
-    const Silhouette hand = openHand(identity.shape, conditions);
+    const Scene scene{conditions, camera, size, identity.albedo};
     RenderedFrame frame{};
-    frame.luma = photograph(&hand, &identity, {conditions, camera, size, identity.albedo});
+    frame.luma = photograph(seen(openHand(identity.shape, conditions), &identity, scene), scene);
     frame.keyPoints = keyPointsIn(identity, conditions, size);
     const auto [wrist, tip] = lengthwise(identity.shape, conditions);
     frame.handLength = static_cast<float>(cv::norm(camera.toFrame(tip) - camera.toFrame(wrist)));
@@ -354,8 +361,9 @@ RenderedFrame renderWithoutPalm(std::uint64_t seed, int number, cv::Size size) {
     const Camera camera(conditions, stranger.hand, size);
     const Scene scene{conditions, camera, size, random.uniform(0.4f, 1.0f)};
     RenderedFrame frame{};
-    frame.luma =
-        photograph(bare ? nullptr : &skin.silhouette, textured ? &stranger : nullptr, scene);
+    frame.luma = photograph(
+        bare ? ProjectedSkin{} : seen(skin.silhouette, textured ? &stranger : nullptr, scene),
+        scene);
     frame.content = bare || !skin.isHand ? Content::noHand : Content::otherHand;
     return frame;
 }

@@ -3,11 +3,9 @@
 #include "renderer/captureConditions.h"
 #include "renderer/curves.h"
 #include "renderer/palmIdentity.h"
-#include "renderer/random.h"
 
 #include <opencv2/core.hpp>
 
-#include <array>
 #include <vector>
 
 namespace brairu {
@@ -30,24 +28,5 @@ struct Silhouette {
     std::vector<Patch> patches;
     SkinRelief relief;
 };
-
-// An open hand with its forearm running out towards -y.
-Silhouette openHand(const HandShape& shape, const CaptureConditions& conditions);
-
-// From the wrist's crease to the tip of the middle finger as it is held; the length of the hand as
-// ISO 7250-1 has it.
-std::array<cv::Point2f, 2> lengthwise(const HandShape& shape, const CaptureConditions& conditions);
-
-// Skin that is no open palm, or a thing that has something of a hand.
-struct OtherSkin {
-    Silhouette silhouette;
-    bool isHand;
-    // Whether skin of the palm, with its creases, is in sight.
-    bool showsPalm;
-};
-
-// A forearm, a fist, the hand of a sign with folded fingers, loose fingers, the back of a hand, a
-// face, a shapeless patch, a comb.
-OtherSkin otherSkin(const HandShape& shape, const CaptureConditions& conditions, Random& random);
 
 }  // namespace brairu

@@ -2,6 +2,7 @@
 """Reports how networks do on photographs of hands.
 
 usage: evaluatePhotographs.py FOLDER [--people INDEX.csv] [--sheet PICTURES SHEET.png]
+                              [--usable-goal PERCENT] [--error-goal PERCENT]
 
 FOLDER is what brairu-measure-photographs wrote. INDEX.csv has the columns `file` and `person`, and
 may have pixel columns `NAME_x` and `NAME_y` of `index_middle`, `middle_ring` and `ring_little`: the
@@ -36,10 +37,16 @@ def share(part, whole):
     return f"{part} of {whole} ({100 * part / max(whole, 1):.2f} %)"
 
 
-def report_hands(captures):
+def verdict(met, goal):
+    return f"; goal {goal}: {'met' if met else 'missed'}"
+
+
+def report_hands(captures, goal):
     usable = [c for c in captures if c["usable"] == "1"]
     found = sum(c["found"] == "1" for c in captures)
-    print(f"hands found {share(found, len(captures))}, usable {share(len(usable), len(captures))}")
+    print(f"hands found {share(found, len(captures))}, usable {share(len(usable), len(captures))}" +
+          (verdict(100 * len(usable) >= goal * len(captures), f"at least {goal:g} %") if goal
+           else ""))
     for code, count in sorted(collections.Counter(c["code"] for c in usable).items()):
         print(f"code {code}: {share(count, len(usable))} of usable")
 
@@ -70,7 +77,7 @@ def accepted_at(genuine, impostor, false_rate):
     return 100 * np.mean(genuine > np.quantile(impostor, 1.0 - false_rate))
 
 
-def report_people(captures, features, index):
+def report_people(captures, features, index, goal):
     rows = [i for i, c in enumerate(captures) if c["code"] == "0" and c["file"] in index]
     people = np.array([index[captures[i]["file"]]["person"] for i in rows])
     vectors = unit(features[rows])
@@ -79,10 +86,13 @@ def report_people(captures, features, index):
     blocks["mean of the three"] = vectors.reshape(len(vectors), -1) / 3 ** 0.5
     for name, block in blocks.items():
         genuine, impostor = pairs(block, people)
-        print(f"{name:18s} EER {100 * equal_error(genuine, impostor):5.2f} %  accepted at FAR 1e-3 "
+        error = 100 * equal_error(genuine, impostor)
+        print(f"{name:18s} EER {error:5.2f} %  accepted at FAR 1e-3 "
               f"{accepted_at(genuine, impostor, 1e-3):6.2f} %  genuine median "
               f"{np.median(genuine):.3f}, impostor median {np.median(impostor):.3f}, largest "
               f"{impostor.max():.3f}")
+    if goal:
+        print(f"EER of the mean {error:.2f} %" + verdict(error < goal, f"below {goal:g} %"))
     report_rule(vectors, people)
 
 
@@ -127,13 +137,16 @@ def main():
     parser.add_argument("folder")
     parser.add_argument("--people")
     parser.add_argument("--sheet", nargs=2)
+    parser.add_argument("--usable-goal", type=float)
+    parser.add_argument("--error-goal", type=float)
     options = parser.parse_args()
     captures = read_table(options.folder + "/captures.csv")
-    report_hands(captures)
+    report_hands(captures, options.usable_goal)
     if options.people:
         index = {os.path.basename(row["file"]): row for row in read_table(options.people)}
         report_valleys(captures, index)
-        report_people(captures, np.load(options.folder + "/features.npy"), index)
+        report_people(captures, np.load(options.folder + "/features.npy"), index,
+                      options.error_goal)
     if options.sheet:
         draw_sheet(captures, *options.sheet)
 

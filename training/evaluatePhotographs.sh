@@ -2,6 +2,7 @@
 # Measures the networks in MODELS on photographs of hands that no guidance placed: the limits of
 # light, sharpness, size and place are opened wide.
 # usage: training/evaluatePhotographs.sh PHOTOGRAPHS [INDEX.csv]
+# GOALS may hold --usable-goal PERCENT and --error-goal PERCENT.
 set -eu
 
 cd "$(dirname "$0")/.."
@@ -34,4 +35,4 @@ open > "$WORK/config.json"
     exit 1
 }
 /usr/bin/python3 training/evaluatePhotographs.py "$WORK/captures" ${index:+--people "$index"} \
-    --sheet "$photographs" "$WORK/sheet.png"
+    --sheet "$photographs" "$WORK/sheet.png" ${GOALS:-}

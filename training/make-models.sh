@@ -13,15 +13,26 @@ PEOPLE=${PEOPLE:-5000}
 FRAMES=${FRAMES:-80000}
 MEASURED=${MEASURED:-200}
 PYTHON=/usr/bin/python3
-TRAINER=${TRAINER:-$PYTHON}
+
+# The Python that trains: that of the path where its PyTorch sees a GPU, else Debian's.
+seesGpu() {
+    python3 -c 'import cv2, numpy, sys, torch; sys.exit(not torch.cuda.is_available())' 2> /dev/null
+}
+TRAINER=${TRAINER:-$(seesGpu && command -v python3 || echo "$PYTHON")}
 
 export OMP_WAIT_POLICY=PASSIVE GOMP_SPINCOUNT=0
 
-# Starts a command beside others; what it makes is kept as NAME, with its words in NAME.log.
+# Starts a command beside others; what it makes is kept as NAME, with its words in NAME.log and, once
+# it is whole, the command in NAME.done.
 begin() {
     name=$1
     shift
-    [ -e "$WORK/$name.done" ] && return
+    if [ -e "$WORK/$name.done" ]; then
+        [ "$(cat "$WORK/$name.done")" = "$*" ] && return
+        echo "$WORK has $name of another command: $(cat "$WORK/$name.done")" >&2
+        exit 1
+    fi
+    echo "$*" > "$WORK/$name.begun"
     echo "$name: progress in $WORK/$name.log"
     "$@" >> "$WORK/$name.log" 2>&1 &
     running="$running $name:$!"
@@ -49,7 +60,7 @@ conclude() {
         running=$begun
         exit 1
     }
-    touch "$WORK/$1.done"
+    mv "$WORK/$1.begun" "$WORK/$1.done"
     echo "$1: $(tail -n 1 "$WORK/$1.log")"
 }
 

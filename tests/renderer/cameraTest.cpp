@@ -61,6 +61,44 @@ TEST(CameraTest, AWindowHoldsAllOfTheFrameThatShowsAnArea) {
     }
 }
 
+TEST(CameraTest, AWindowOnWhatReachesBehindTheCameraIsTheWholeFrame) {
+    for (const float tilt : {-28.0f, 28.0f}) {
+        CaptureConditions conditions = seenFromAbove(0.0f);
+        conditions.tiltAlong = tilt;
+        conditions.distance = 3.0f;
+        const Camera camera(conditions, Hand::left, kFrame);
+        const cv::Rect2f behindTheCamera(-1.0f, tilt < 0.0f ? -14.0f : 0.0f, 2.0f, 14.0f);
+        EXPECT_EQ(camera.windowOn(behindTheCamera), cv::Rect({}, kFrame));
+    }
+}
+
+TEST(CameraTest, TheVisibleAreaHoldsWhatEveryPixelShows) {
+    for (const float lensBend : {-0.09f, 0.09f}) {
+        CaptureConditions conditions = seenFromAbove(lensBend);
+        conditions.palmWidth = 0.11f;
+        conditions.distance = 3.0f;
+        conditions.tiltAcross = 28.0f;
+        const Camera camera(conditions, Hand::left, kFrame);
+        const cv::Rect2f area = camera.visibleArea();
+        for (int y = 0; y < kFrame.height; y += 4) {
+            for (int x = 0; x < kFrame.width; x += 4) {
+                const cv::Point2f palm =
+                    camera.toPalm({static_cast<float>(x), static_cast<float>(y)});
+                EXPECT_TRUE(std::abs(palm.x) > 1000.0f || area.contains(palm)) << palm;
+            }
+        }
+    }
+}
+
+TEST(CameraTest, KeyPointsOfAHugeFrameAreThoseOfASmallOne) {
+    CaptureConditions conditions = seenFromAbove(0.05f);
+    conditions.place = {0.9f, 0.9f};
+    const Camera small(conditions, Hand::left, {1600, 1200});
+    const Camera huge(conditions, Hand::left, {16000, 12000});
+    const cv::Point2f palm(0.4f, -0.7f);
+    EXPECT_LT(cv::norm(huge.toFrame(palm) - small.toFrame(palm) * 10.0f), 1.0);
+}
+
 TEST(CameraTest, AWindowOnWhatLiesBesideTheFrameIsEmpty) {
     const Camera camera(seenFromAbove(0.0f), Hand::left, kFrame);
     EXPECT_TRUE(camera.windowOn({4.0f, 0.0f, 1.0f, 1.0f}).empty());

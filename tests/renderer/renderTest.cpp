@@ -233,8 +233,9 @@ TEST(RenderTest, SlantingLightMakesTheFlankTowardsItBright) {
     EXPECT_GT(grey(tip, {0.0f, 0.8f}), 1.15 * grey(tip, {0.0f, -0.8f}));
 }
 
-// By how much more a light darkens the wall to the right of a black hand than that to the left.
-double shadowToTheRight(Hand hand, float turn, const cv::Point2f& light) {
+// By how much more a light darkens the wall to the right of a black hand than that to the left, and
+// that below than that above.
+cv::Point2d shadowOf(Hand hand, float turn, const cv::Point2f& light) {
     PalmIdentity palm = identityOf(kSeed, 1, hand);
     palm.albedo = 0.0f;
     CaptureConditions conditions = bareHand(palm);
@@ -243,44 +244,55 @@ double shadowToTheRight(Hand hand, float turn, const cv::Point2f& light) {
     conditions.background = Background::wall;
     conditions.backgroundLevel = 0.8f;
     conditions.lightSlope = {0.0f, 0.0f};
-    const cv::Mat even = render(palm, conditions, {640, 480}).luma;
+    const cv::Mat even = render(palm, conditions, {480, 480}).luma;
     conditions.lightSlope = light;
     cv::Mat change;
-    cv::subtract(even, render(palm, conditions, {640, 480}).luma, change, cv::noArray(), CV_32F);
-    cv::Mat across;
-    cv::reduce(change, across, 0, cv::REDUCE_SUM);
-    const int middle = across.cols / 2;
-    return (cv::sum(across.colRange(middle, across.cols))[0] -
-            cv::sum(across.colRange(0, middle))[0]) /
-           across.cols;
+    cv::subtract(even, render(palm, conditions, {480, 480}).luma, change, cv::noArray(), CV_32F);
+    const auto sum = [&](const cv::Rect& part) { return cv::sum(change(part))[0] / 480.0; };
+    return {sum({240, 0, 240, 480}) - sum({0, 0, 240, 480}),
+            sum({0, 240, 480, 240}) - sum({0, 0, 480, 240})};
 }
 
 TEST(RenderTest, ShadowsFallAwayFromTheLight) {
     const cv::Point2f fromTheLittleFinger(0.6f, 0.0f);
-    EXPECT_LT(shadowToTheRight(Hand::left, 0.0f, fromTheLittleFinger), -20.0);
-    EXPECT_GT(shadowToTheRight(Hand::right, 0.0f, fromTheLittleFinger), 20.0);
-    EXPECT_GT(shadowToTheRight(Hand::left, 180.0f, fromTheLittleFinger), 20.0);
+    EXPECT_LT(shadowOf(Hand::left, 0.0f, fromTheLittleFinger).x, -20.0);
+    EXPECT_GT(shadowOf(Hand::right, 0.0f, fromTheLittleFinger).x, 20.0);
+    EXPECT_GT(shadowOf(Hand::left, 180.0f, fromTheLittleFinger).x, 20.0);
+    const cv::Point2f fromTheFingerTips(0.0f, 0.6f);
+    EXPECT_GT(shadowOf(Hand::left, 0.0f, fromTheFingerTips).y, 20.0);
+    EXPECT_LT(shadowOf(Hand::left, 180.0f, fromTheFingerTips).y, -20.0);
+    EXPECT_LT(shadowOf(Hand::left, 90.0f, fromTheFingerTips).x, -20.0);
 }
 
 TEST(RenderTest, AHandBesideTheFrameLeavesTheBackgroundAlone) {
     const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
     CaptureConditions conditions = bareHand(palm);
     conditions.background = Background::wall;
+    conditions.backgroundLevel = 1.0f;
+    conditions.lightSlope = {0.0f, 0.0f};
+    const cv::Mat middle = render(palm, conditions, {640, 480}).luma;
     conditions.place = {-2.0f, 0.5f};
-    const cv::Mat one = render(palm, conditions, {640, 480}).luma;
-    conditions.place = {-2.5f, 0.5f};
-    EXPECT_TRUE(sameBytes(one, render(palm, conditions, {640, 480}).luma));
+    const cv::Mat beside = render(palm, conditions, {640, 480}).luma;
+    conditions.lightSlope = {0.6f, 0.0f};
+    EXPECT_TRUE(sameBytes(beside, render(palm, conditions, {640, 480}).luma));
+    const cv::Rect farFromTheHand(0, 0, 40, 200);
+    EXPECT_NEAR(cv::mean(beside(farFromTheHand))[0], cv::mean(middle(farFromTheHand))[0], 1.0);
 }
 
-TEST(RenderTest, AHandAtTheEdgeIsDrawnHoweverLittleOfItShows) {
-    const PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
-    CaptureConditions conditions = bareHand(palm);
-    conditions.background = Background::wall;
+TEST(RenderTest, AHandThatLeavesTheFrameGoesBitByBit) {
+    PalmIdentity palm = identityOf(kSeed, 1, Hand::left);
+    palm.albedo = 1.0f;
+    CaptureConditions conditions = smoothHand(palm);
+    conditions.background = Background::black;
     conditions.turn = 45.0f;
-    for (int step = 0; step < 120; ++step) {
+    int before = 160 * 120;
+    for (int step = 0; step < 150; ++step) {
         conditions.place.x = 0.2f - 0.01f * static_cast<float>(step);
-        EXPECT_EQ(render(palm, conditions, {160, 120}).luma.size(), cv::Size(160, 120));
+        const int skin = cv::countNonZero(render(palm, conditions, {160, 120}).luma > 50);
+        EXPECT_TRUE(skin > 0 || before < 60) << "from " << before << " pixels to none";
+        before = skin;
     }
+    EXPECT_EQ(before, 0);
 }
 
 TEST(RenderTest, AFarTiltedHandIsInTheFrameWhoseHorizonIsToo) {

@@ -15,7 +15,7 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DemoReport, steps, codes, timings, tiles)
 
 namespace {
 
-constexpr double kRecognisedShare = 0.95;
+constexpr double kRecognisedShare = 0.99;
 
 struct GenuineAttempts {
     int attempts = 0;

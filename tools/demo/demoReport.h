@@ -39,7 +39,7 @@ DemoReport readReport(const std::string& path);
 
 void printTable(const DemoReport& report);
 
-// No one got in who should not, and at least 95 % of the genuine attempts were recognised.
+// No one got in who should not, and at least 99 % of the genuine attempts were recognised.
 bool isPassed(const DemoReport& report);
 
 }  // namespace demo
