@@ -167,8 +167,8 @@ cv::Rect Camera::windowOn(const cv::Rect2f& palmArea) const {
     return cv::Rect(grown(cv::boundingRect(border), kMargin)) & whole;
 }
 
-RasterMap Camera::rasterMap(const cv::Rect& window, const cv::Rect2f& area,
-                            float rasterScale) const {
+RasterMap Camera::rasterMap(const cv::Rect& window, const Raster& raster) const {
+    const cv::Rect2f& area = raster.area();
     const cv::Size cells(window.width / kGrid + 3, window.height / kGrid + 3);
     const cv::Point2f corner(window.tl());
     cv::Mat grid(cells, CV_32FC2);
@@ -178,8 +178,8 @@ RasterMap Camera::rasterMap(const cv::Rect& window, const cv::Rect2f& area,
             const cv::Point2f centre((static_cast<float>(x) - 0.5f) * kGrid - 0.5f,
                                      (static_cast<float>(y) - 0.5f) * kGrid - 0.5f);
             const cv::Point2f palm = toPalm(corner + centre);
-            grid.at<cv::Vec2f>(y, x) = {(palm.x - area.x) * rasterScale - 0.5f,
-                                        (top - palm.y) * rasterScale - 0.5f};
+            grid.at<cv::Vec2f>(y, x) = {(palm.x - area.x) * raster.scale() - 0.5f,
+                                        (top - palm.y) * raster.scale() - 0.5f};
         }
     }
     cv::Mat map;

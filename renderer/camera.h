@@ -1,6 +1,7 @@
 #pragma once
 
 #include "renderer/captureConditions.h"
+#include "renderer/raster.h"
 
 #include <opencv2/core.hpp>
 
@@ -35,9 +36,8 @@ public:
     // The part of the frame in which an area of the palm shows, with a margin.
     cv::Rect windowOn(const cv::Rect2f& palmArea) const;
 
-    // For each pixel of a window of the frame its position in a raster over `area` of `rasterScale`
-    // pixels per palm breadth.
-    RasterMap rasterMap(const cv::Rect& window, const cv::Rect2f& area, float rasterScale) const;
+    // For each pixel of a window of the frame its position in a raster.
+    RasterMap rasterMap(const cv::Rect& window, const Raster& raster) const;
 
 private:
     std::optional<cv::Point2f> placeInFrame(const cv::Point2f& palm) const;

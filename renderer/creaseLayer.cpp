@@ -251,11 +251,11 @@ void drawWrinkledParts(cv::Mat& layer, Random& random) {
 }  // namespace
 
 cv::Mat drawCreases(const HandShape& shape, Random& course, Random& random) {
-    cv::Mat fine = cv::Mat::zeros(textureSize(), CV_8U);
+    cv::Mat fine = cv::Mat::zeros(texture().size(), CV_8U);
     drawWrinkledParts(fine, random);
     drawSecondaryLines(fine, random);
     drawFingerBaseCreases(fine, shape, random);
-    cv::Mat principal = cv::Mat::zeros(textureSize(), CV_8U);
+    cv::Mat principal = cv::Mat::zeros(texture().size(), CV_8U);
     drawPrincipalCreases(principal, shape.palmLength, course, random);
     const cv::Mat broad = softened(principal, random.uniform(2.5f, 6.0f));
     cv::max(fine, principal, fine);

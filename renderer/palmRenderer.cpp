@@ -112,20 +112,20 @@ ProjectedDetail projectDetail(const PalmIdentity& identity, const Scene& scene,
         cv::resize(detail, detail, {}, 0.5, 0.5, cv::INTER_AREA);
         scale *= 0.5f;
     }
-    result.layer =
-        project(detail, scene.camera.rasterMap(result.window, kTextureArea, scale), kNeutralDetail);
+    result.layer = project(detail, scene.camera.rasterMap(result.window, {kTextureArea, scale}),
+                           kNeutralDetail);
     return result;
 }
 
 ProjectedSkin projectSkin(const Silhouette& silhouette, const Scene& scene) {
     const float scale = std::min(kShadeScale, scene.camera.scale());
     const ShadedSkin skin =
-        shadeSkin(silhouette, scene.conditions, scene.camera.visibleArea() & kReach, scale);
-    const cv::Rect window = scene.camera.windowOn(skin.area);
-    if (skin.area.empty() || window.empty()) {
+        shadeSkin(silhouette, scene.conditions, {scene.camera.visibleArea() & kReach, scale});
+    const cv::Rect window = scene.camera.windowOn(skin.raster.area());
+    if (skin.raster.area().empty() || window.empty()) {
         return {};
     }
-    const RasterMap map = scene.camera.rasterMap(window, skin.area, skin.scale);
+    const RasterMap map = scene.camera.rasterMap(window, skin.raster);
     return {project(skin.coverage, map, 0.0f), project(skin.shade, map, 0.0f), window};
 }
 
@@ -352,7 +352,7 @@ RenderedFrame renderWithoutPalm(std::uint64_t seed, int number, cv::Size size) {
     const bool textured = random.chance(0.3f);
     const bool bare = random.chance(0.3f);
     const OtherSkin skin = otherSkin(stranger.shape, conditions, random);
-    if (textured) {
+    if (textured && !bare) {
         stranger = identityOf(strangersSeed, 0, stranger.hand);
         if (!skin.showsPalm) {
             stranger.creases.setTo(0);

@@ -88,7 +88,8 @@ private:
 template <typename Value, typename Function>
 cv::Mat overTexture(Function&& valueAt) {
     constexpr int kGrid = 6;
-    const cv::Size cells(textureSize().width / kGrid + 1, textureSize().height / kGrid + 1);
+    const cv::Size size = texture().size();
+    const cv::Size cells(size.width / kGrid + 1, size.height / kGrid + 1);
     cv::Mat_<Value> grid(cells);
     for (int y = 0; y < cells.height; ++y) {
         for (int x = 0; x < cells.width; ++x) {
@@ -100,22 +101,27 @@ cv::Mat overTexture(Function&& valueAt) {
     }
     cv::Mat result;
     cv::resize(grid, result, cells * kGrid, 0, 0, cv::INTER_LINEAR);
-    return result({{0, 0}, textureSize()});
+    return result({{0, 0}, size});
 }
 
-// Noise drawn out along ridges by a factor.
+// Noise drawn out along ridges by a factor: a tile, laid side by side as far as the ridges of a palm
+// reach.
 template <typename Function>
 cv::Mat drawnOut(float factor, Function&& placeOf, Random& random) {
-    constexpr float kNoiseSide = 2.0f;
+    constexpr float kTileSide = 2.0f;
+    constexpr int kTilesAlong = 2;
+    constexpr int kTilesAcross = 3;
     const float alongScale = kTextureScale / factor;
-    const cv::Mat noise =
-        whiteNoise({cvCeil(kNoiseSide * alongScale), cvCeil(kNoiseSide * kTextureScale)}, random);
+    const cv::Mat tile =
+        whiteNoise({cvCeil(kTileSide * alongScale), cvCeil(kTileSide * kTextureScale)}, random);
+    const cv::Mat noise = cv::repeat(tile, kTilesAcross, kTilesAlong);
+    const cv::Point2f middle(static_cast<float>(tile.cols), static_cast<float>(2 * tile.rows));
     const cv::Mat map = overTexture<cv::Vec2f>([&](const cv::Point2f& palm) {
         const RidgePlace at = placeOf(palm);
-        return cv::Vec2f(at.along * alongScale, at.across * kTextureScale);
+        return cv::Vec2f(middle.x + at.along * alongScale, middle.y + at.across * kTextureScale);
     });
     cv::Mat result;
-    cv::remap(noise, result, map, {}, cv::INTER_LINEAR, cv::BORDER_WRAP);
+    cv::remap(noise, result, map, {}, cv::INTER_LINEAR, cv::BORDER_REPLICATE);
     return result;
 }
 
@@ -158,7 +164,7 @@ cv::Mat drawRelief(Random& random) {
     const cv::Mat wide = softened(grain, 3.2f);
     cv::Mat mottling;
     const int cells = 7 + random.below(12);
-    cv::resize(whiteNoise({cells, cells + 2}, random), mottling, textureSize(), 0, 0,
+    cv::resize(whiteNoise({cells, cells + 2}, random), mottling, texture().size(), 0, 0,
                cv::INTER_CUBIC);
     cv::Mat relief;
     const double soft = random.uniform(0.08f, 0.36f);

@@ -4,10 +4,11 @@
 #include "renderer/curves.h"
 #include "renderer/palmIdentity.h"
 #include "renderer/random.h"
+#include "renderer/raster.h"
 
 namespace brairu {
 
-cv::Size textureSize();
+Raster texture();
 
 // A line of a depth (0 to 1) and a width (palm breadths).
 struct Stroke {

@@ -13,41 +13,7 @@ namespace brairu {
 
 namespace {
 
-constexpr int kSubPixelBits = 4;
 constexpr std::uint64_t kWetStream = 15;
-
-// Maps palm coordinates to the raster of a skin area.
-class Raster {
-public:
-    Raster(cv::Rect2f area, float scale) : area_(area), scale_(scale) {}
-
-    cv::Size size() const {
-        return {cvRound(area_.width * scale_), cvRound(area_.height * scale_)};
-    }
-
-    cv::Point subPixel(const cv::Point2f& palm) const {
-        const float unit = scale_ * static_cast<float>(1 << kSubPixelBits);
-        return {cvRound((palm.x - area_.x) * unit),
-                cvRound((area_.y + area_.height - palm.y) * unit)};
-    }
-
-    float scale() const { return scale_; }
-
-    // The part of it that some of its pixels make up.
-    Raster part(const cv::Rect& pixels) const {
-        const auto top = area_.y + area_.height - static_cast<float>(pixels.y) / scale_;
-        const cv::Size2f size(static_cast<float>(pixels.width) / scale_,
-                              static_cast<float>(pixels.height) / scale_);
-        return {{{area_.x + static_cast<float>(pixels.x) / scale_, top - size.height}, size},
-                scale_};
-    }
-
-    const cv::Rect2f& area() const { return area_; }
-
-private:
-    cv::Rect2f area_;
-    float scale_;
-};
 
 std::vector<cv::Point> pixels(const Curve& curve, const Raster& raster) {
     std::vector<cv::Point> result;
@@ -60,12 +26,12 @@ std::vector<cv::Point> pixels(const Curve& curve, const Raster& raster) {
 
 void fill(cv::Mat& image, const Curve& part, const Raster& raster, float grey = 255.0f) {
     const std::vector<std::vector<cv::Point>> outline{pixels(part, raster)};
-    cv::fillPoly(image, outline, cv::Scalar::all(grey), cv::LINE_AA, kSubPixelBits);
+    cv::fillPoly(image, outline, cv::Scalar::all(grey), cv::LINE_AA, Raster::kSubPixelBits);
 }
 
 void trace(cv::Mat& image, const Curve& curve, const Raster& raster, int grey, int thickness) {
     cv::polylines(image, pixels(curve, raster), false, cv::Scalar::all(grey), thickness,
-                  cv::LINE_AA, kSubPixelBits);
+                  cv::LINE_AA, Raster::kSubPixelBits);
 }
 
 cv::Mat fillParts(const Silhouette& silhouette, const Raster& raster) {
@@ -80,7 +46,7 @@ cv::Mat distanceToEdge(const cv::Mat& solid, const Silhouette& silhouette, const
     cv::Mat parted = solid > 127;
     for (const Curve& cleft : silhouette.clefts) {
         cv::polylines(parted, pixels(cleft, raster), false, cv::Scalar::all(0), 1, cv::LINE_8,
-                      kSubPixelBits);
+                      Raster::kSubPixelBits);
     }
     cv::Mat distance;
     cv::distanceTransform(parted, distance, cv::DIST_L2, cv::DIST_MASK_3);
@@ -163,7 +129,7 @@ cv::Mat softNoise(const Raster& raster, float feature, Random& random) {
 void drawDrop(cv::Mat& wet, const cv::Point2f& middle, const Raster& raster, Random& random) {
     const float length = random.uniform(0.02f, 0.22f) * raster.scale();
     const float breadth = length * random.uniform(0.4f, 1.0f);
-    const cv::Point at = raster.subPixel(middle) / (1 << kSubPixelBits);
+    const cv::Point at = raster.subPixel(middle) / (1 << Raster::kSubPixelBits);
     cv::ellipse(wet, at, {cvRound(length), cvRound(breadth)}, random.uniform(0.0f, 180.0f), 0.0,
                 360.0, cv::Scalar::all(255.0), cv::FILLED, cv::LINE_AA);
 }
@@ -291,25 +257,29 @@ void layPatches(cv::Mat& coverage, cv::Mat& shade, const Silhouette& silhouette,
     }
 }
 
-// What a silhouette covers of a raster, with a margin for soft edges.
+// What a silhouette covers of a raster, with a margin for soft edges; found in a coarser one.
 Raster coveredPart(const Silhouette& silhouette, const Raster& whole) {
-    cv::Mat coverage = fillParts(silhouette, whole);
+    constexpr int kCoarser = 8;
+    const Raster coarse(whole.area(), whole.scale() / kCoarser);
+    cv::Mat coverage = fillParts(silhouette, coarse);
     for (const Patch& patch : silhouette.patches) {
-        fill(coverage, patch.outline, whole);
+        fill(coverage, patch.outline, coarse);
     }
-    const int margin = 2 + cvCeil(4.0f * kOutlineBlur * whole.scale());
     const cv::Rect covered = cv::boundingRect(coverage);
-    const cv::Rect grown =
-        covered.empty() ? covered
-                        : covered - cv::Point(margin, margin) + cv::Size(2 * margin, 2 * margin);
+    if (covered.empty()) {
+        return {};
+    }
+    const int margin = 2 * kCoarser + cvCeil(4.0f * kOutlineBlur * whole.scale());
+    const cv::Rect fine(covered.tl() * kCoarser, covered.size() * kCoarser);
+    const cv::Rect grown = fine - cv::Point(margin, margin) + cv::Size(2 * margin, 2 * margin);
     return whole.part(grown & cv::Rect({}, whole.size()));
 }
 
 }  // namespace
 
 ShadedSkin shadeSkin(const Silhouette& silhouette, const CaptureConditions& conditions,
-                     cv::Rect2f area, float scale) {
-    const Raster raster = coveredPart(silhouette, {area, scale});
+                     const Raster& whole) {
+    const Raster raster = coveredPart(silhouette, whole);
     if (raster.size().empty()) {
         return {};
     }
@@ -320,8 +290,8 @@ ShadedSkin shadeSkin(const Silhouette& silhouette, const CaptureConditions& cond
     cv::Mat shade = lightRelief(heights(distance, raster, relief), raster, conditions);
     layPatches(coverage, shade, silhouette, raster);
     drawFolds(shade, silhouette, raster);
-    cv::GaussianBlur(coverage, coverage, {}, static_cast<double>(kOutlineBlur * scale));
-    return {coverage, shade, raster.area(), scale};
+    cv::GaussianBlur(coverage, coverage, {}, static_cast<double>(kOutlineBlur * raster.scale()));
+    return {coverage, shade, raster};
 }
 
 }  // namespace brairu

@@ -81,7 +81,7 @@ VeinTip rootOf(Random& random) {
 }  // namespace
 
 cv::Mat drawVeins(Random& random) {
-    cv::Mat deep = cv::Mat::zeros(textureSize(), CV_8U);
+    cv::Mat deep = cv::Mat::zeros(texture().size(), CV_8U);
     cv::Mat shallow = deep.clone();
     std::vector<VeinTip> tips;
     const int roots = 4 + random.below(4);

@@ -37,16 +37,17 @@ def share(part, whole):
     return f"{part} of {whole} ({100 * part / max(whole, 1):.2f} %)"
 
 
-def verdict(met, goal):
-    return f"; goal {goal}: {'met' if met else 'missed'}"
+def verdict(value, goal, met):
+    return f"{value}; goal {goal}: {'met' if met else 'missed'}"
 
 
 def report_hands(captures, goal):
     usable = [c for c in captures if c["usable"] == "1"]
     found = sum(c["found"] == "1" for c in captures)
-    print(f"hands found {share(found, len(captures))}, usable {share(len(usable), len(captures))}" +
-          (verdict(100 * len(usable) >= goal * len(captures), f"at least {goal:g} %") if goal
-           else ""))
+    hands = f"hands found {share(found, len(captures))}, usable {share(len(usable), len(captures))}"
+    if goal:
+        hands = verdict(hands, f"at least {goal:g} %", 100 * len(usable) >= goal * len(captures))
+    print(hands)
     for code, count in sorted(collections.Counter(c["code"] for c in usable).items()):
         print(f"code {code}: {share(count, len(usable))} of usable")
 
@@ -84,15 +85,17 @@ def report_people(captures, features, index, goal):
     print(f"features of {share(len(rows), len(captures))}, people {len(set(people))}")
     blocks = {f"block {b}": vectors[:, b] for b in range(3)}
     blocks["mean of the three"] = vectors.reshape(len(vectors), -1) / 3 ** 0.5
+    errors = {}
     for name, block in blocks.items():
         genuine, impostor = pairs(block, people)
-        error = 100 * equal_error(genuine, impostor)
-        print(f"{name:18s} EER {error:5.2f} %  accepted at FAR 1e-3 "
+        errors[name] = 100 * equal_error(genuine, impostor)
+        print(f"{name:18s} EER {errors[name]:5.2f} %  accepted at FAR 1e-3 "
               f"{accepted_at(genuine, impostor, 1e-3):6.2f} %  genuine median "
               f"{np.median(genuine):.3f}, impostor median {np.median(impostor):.3f}, largest "
               f"{impostor.max():.3f}")
     if goal:
-        print(f"EER of the mean {error:.2f} %" + verdict(error < goal, f"below {goal:g} %"))
+        error = errors["mean of the three"]
+        print(verdict(f"EER of the mean {error:.2f} %", f"below {goal:g} %", error < goal))
     report_rule(vectors, people)
 
 

@@ -22,19 +22,20 @@ TRAINER=${TRAINER:-$(seesGpu && command -v python3 || echo "$PYTHON")}
 
 export OMP_WAIT_POLICY=PASSIVE GOMP_SPINCOUNT=0
 
-# Starts a command beside others; what it makes is kept as NAME, with its words in NAME.log and, once
-# it is whole, the command in NAME.done.
+# Starts a program beside others; what it makes is kept as NAME, with its words in NAME.log and, once
+# it is whole, its arguments in NAME.done.
 begin() {
     name=$1
-    shift
+    program=$2
+    shift 2
     if [ -e "$WORK/$name.done" ]; then
         [ "$(cat "$WORK/$name.done")" = "$*" ] && return
-        echo "$WORK has $name of another command: $(cat "$WORK/$name.done")" >&2
+        echo "$WORK has $name made with other arguments: $(cat "$WORK/$name.done")" >&2
         exit 1
     fi
     echo "$*" > "$WORK/$name.begun"
     echo "$name: progress in $WORK/$name.log"
-    "$@" >> "$WORK/$name.log" 2>&1 &
+    "$program" "$@" >> "$WORK/$name.log" 2>&1 &
     running="$running $name:$!"
 }
 
