@@ -96,7 +96,7 @@ def main():
     parser.add_argument("validation")
     parser.add_argument("weights")
     parser.add_argument("--images", choices=sorted(VIEWS), required=True)
-    schedule.add_options(parser, steps=10000)
+    schedule.add_options(parser, steps=8000)
     parser.set_defaults(decay=1e-2)
     options = parser.parse_args()
 
