@@ -144,6 +144,8 @@ def main():
     parser.add_argument("--error-goal", type=float)
     options = parser.parse_args()
     captures = read_table(options.folder + "/captures.csv")
+    if not captures:
+        raise SystemExit(f"no photographs in {options.folder}/captures.csv")
     report_hands(captures, options.usable_goal)
     if options.people:
         index = {os.path.basename(row["file"]): row for row in read_table(options.people)}

@@ -16,6 +16,8 @@ from networks import load_weights, save_weights
 WARM_UP = 0.03
 REPORT_SECONDS = 20.0
 SAVE_STEPS = 500
+# What a run was told that may be elsewhere when it is taken up.
+FOLDERS = ("palms", "frames", "validation", "weights")
 DEVICE = torch.device("cuda" if torch.cuda.is_available() else "cpu")
 
 
@@ -28,8 +30,8 @@ class Run:
         self.net = net.to(DEVICE, memory_format=torch.channels_last)
         self.weights = weights
         self.memory = memory
-        self.plan = {"steps": options.steps, "seed": options.seed, "start": options.start,
-                     "memory": None if memory is None else len(memory)}
+        self.plan = {name: value for name, value in vars(options).items() if name not in FOLDERS}
+        self.plan["memory"] = None if memory is None else len(memory)
         self.steps = options.steps
         self.peak = options.rate
         self.step = 0

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""training/make-models.sh with stand-ins for what it calls: what was done is kept, and nothing else is.
+"""training/make-models.sh, with stand-ins for what it calls: what is whole is kept, half is not.
 
     makeModelsTest.py SOURCE_FOLDER
 """
@@ -18,10 +18,12 @@ SOURCE = pathlib.Path(sys.argv[1])
 # Each stand-in writes its name and arguments to "calls", and what it is asked to make.
 STAND_INS = {
     "cmake/installPackages.sh": "",
-    "build/release/brairu-training-set": 'mkdir -p "$2"; echo drawn > "$2/images.npy"; echo "$3 frames"',
+    "build/release/brairu-training-set": 'mkdir -p "$2"; sleep "${SLOW_DRAWING:-0}"; '
+                                         'echo drawn > "$2/images.npy"; echo "$3 frames"',
     "build/release/brairu-models": 'cp "$2" "$3"',
     "build/release/brairu": 'echo measured',
-    "trainer": 'echo step 1; sleep "${SLOW:-0}"; [ "${FAILS:-}" != "$1" ] || { echo no memory; exit 3; }; '
+    "trainer": 'echo step 1; sleep "${SLOW:-0}"; '
+               '[ "${FAILS:-}" != "$1" ] || { echo no memory; exit 3; }; '
                'echo weights > "$4"; echo done',
     "training/exportModel.py": None,
 }
@@ -39,6 +41,7 @@ class Workshop:
     def __init__(self):
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="brairu-workshop-"))
         self.calls_file = self.root / "calls"
+        self.started = []
         for name, action in STAND_INS.items():
             path = self.root / name
             path.parent.mkdir(parents=True, exist_ok=True)
@@ -50,10 +53,35 @@ class Workshop:
     def start(self, **variables):
         self.calls_file.write_text("")
         kept = {name: os.environ[name] for name in ("PATH", "HOME", "LANG") if name in os.environ}
-        return subprocess.Popen(["training/make-models.sh"], cwd=self.root,
-                                env=kept | {"TRAINER": str(self.root / "trainer")} | variables,
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                                start_new_session=True)
+        process = subprocess.Popen(["training/make-models.sh"], cwd=self.root,
+                                   env=kept | {"TRAINER": str(self.root / "trainer")} | variables,
+                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                                   start_new_session=True)
+        self.started.append(process)
+        return process
+
+    def close(self):
+        """Ends what still runs, and leaves nothing."""
+        for process in self.started:
+            try:
+                os.killpg(process.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+            process.stdout.close()
+            process.wait()
+        shutil.rmtree(self.root, ignore_errors=True)
+
+    def break_off(self, program, count, **variables):
+        """Ends a run once so many calls of a program have begun; its exit status."""
+        process = self.start(**variables)
+        deadline = time.monotonic() + 30
+        while len(self.calls(program)) < count:
+            if time.monotonic() > deadline:
+                raise AssertionError(self.calls_file.read_text())
+            time.sleep(0.05)
+        os.killpg(process.pid, signal.SIGTERM)
+        process.communicate(timeout=30)
+        return process.returncode
 
     def run(self, **variables):
         """The exit status and what was said."""
@@ -75,7 +103,7 @@ class Workshop:
 class MakeModels(unittest.TestCase):
     def setUp(self):
         self.shop = Workshop()
-        self.addCleanup(shutil.rmtree, self.shop.root, ignore_errors=True)
+        self.addCleanup(self.shop.close)
 
     def test_draws_trains_packs_and_measures(self):
         status, said = self.shop.run(PEOPLE="50", FRAMES="200", POSE_STEPS="3", PALM_STEPS="4")
@@ -99,24 +127,22 @@ class MakeModels(unittest.TestCase):
         self.assertEqual(checked.returncode, 0)
         self.assertIn("measured", said)
 
-    def test_does_nothing_twice(self):
+    def test_neither_draws_nor_trains_twice(self):
         self.shop.run()
         status, said = self.shop.run()
         self.assertEqual((status, self.shop.drawn(), self.shop.trained()), (0, 0, 0), said)
         self.assertEqual(len(self.shop.calls("brairu")), 1)
 
-    def test_takes_up_what_was_broken_off(self):
-        process = self.shop.start(SLOW="30")
-        deadline = time.monotonic() + 30
-        while self.shop.trained() < 3 and time.monotonic() < deadline:
-            time.sleep(0.05)
-        self.assertEqual(self.shop.trained(), 3)
-        os.killpg(process.pid, signal.SIGTERM)
-        process.communicate(timeout=30)
-        self.assertEqual(process.returncode, 130)
+    def test_takes_up_trainings_that_were_broken_off(self):
+        self.assertEqual(self.shop.break_off("trainer", 3, SLOW="30"), 130)
         self.assertFalse((self.shop.root / "models/SHA256SUMS").exists())
         status, said = self.shop.run()
         self.assertEqual((status, self.shop.drawn(), self.shop.trained()), (0, 0, 3), said)
+
+    def test_draws_anew_what_was_half_drawn(self):
+        self.assertEqual(self.shop.break_off("brairu-training-set", 2, SLOW_DRAWING="30"), 130)
+        status, said = self.shop.run()
+        self.assertEqual((status, self.shop.drawn(), self.shop.trained()), (0, 4, 3), said)
 
     def test_refuses_a_folder_of_other_numbers_or_seeds(self):
         self.shop.run(FRAMES="200")

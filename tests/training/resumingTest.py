@@ -18,10 +18,11 @@ sys.path.insert(0, str(SOURCE / "training"))
 try:
     import numpy as np
     import torch
-    import schedule
 except ImportError as missing:
     print(f"not tried: {missing}")
     sys.exit(NOT_TRIED)
+
+import schedule
 
 
 def options_of(*arguments):
@@ -78,7 +79,7 @@ class Resuming(unittest.TestCase):
 
     def test_refuses_what_another_run_left(self):
         self.begin("other.npz").save()
-        for arguments in (("--seed", "2"), ("--steps", "10")):
+        for arguments in (("--seed", "2"), ("--steps", "10"), ("--rate", "0.1")):
             with self.assertRaises(SystemExit) as refused:
                 self.begin("other.npz", *arguments)
             self.assertIn("is of another run", str(refused.exception))

@@ -40,19 +40,18 @@ void addErrorRates(std::vector<Goal>& goals, const Evaluation& evaluation) {
     const ErrorCurve mean(evaluation.sheet().scores(Way::mean));
     goals.push_back(
         {"equal error rate, mean of the three", equalErrorRate(mean), 0.003, false, "%"});
-    if (lowestTold(mean.impostors()) <= kRate) {
-        goals.push_back({"own palm accepted at FMR 0.01 %, mean of the three",
-                         1.0 - mean.forFalseMatch(kRate).falseNonMatch, 0.99, true, "%"});
-    }
+    goals.push_back({"own palm accepted at FMR 0.01 %, mean of the three",
+                     1.0 - mean.forFalseMatch(kRate).falseNonMatch, 0.99, true, "%",
+                     lowestTold(mean.impostors()) <= kRate});
 }
 
 void addSearches(std::vector<Goal>& goals, const Evaluation& evaluation) {
     constexpr double kRate = 1e-3;
-    if (evaluation.enrolment() && lowestTold(evaluation.trials().searches()) <= kRate) {
+    if (evaluation.enrolment() && evaluation.trials().searches() > 0) {
         goals.push_back({"FNIR at FPIR 0.1 %, gallery of " +
                              grouped(evaluation.enrolment()->palms.size()) + " palms",
                          evaluation.trials().forFalsePositive(kRate).falseNegative, 0.01, false,
-                         "%"});
+                         "%", lowestTold(evaluation.trials().searches()) <= kRate});
     }
 }
 
