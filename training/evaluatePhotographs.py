@@ -104,7 +104,7 @@ def report_rule(vectors, people):
     scores = [pairs(vectors[:, block], people) for block in range(3)]
     least_own = np.min([own for own, _ in scores], 0)
     least_other = np.min([other for _, other in scores], 0)
-    for limit in (0.5, 0.6, 0.7, 0.75, 0.8):
+    for limit in (0.5, 0.6, 0.68, 0.7, 0.75, 0.8):
         print(f"all three above {limit:.2f}: own palm {100 * np.mean(least_own > limit):6.2f} %, "
               f"another {100 * np.mean(least_other > limit):6.2f} % of {len(least_other)} pairs")
 
