@@ -168,18 +168,15 @@ cv::Rect Camera::windowOn(const cv::Rect2f& palmArea) const {
 }
 
 RasterMap Camera::rasterMap(const cv::Rect& window, const Raster& raster) const {
-    const cv::Rect2f& area = raster.area();
     const cv::Size cells(window.width / kGrid + 3, window.height / kGrid + 3);
     const cv::Point2f corner(window.tl());
     cv::Mat grid(cells, CV_32FC2);
-    const float top = area.y + area.height;
     for (int y = 0; y < cells.height; ++y) {
         for (int x = 0; x < cells.width; ++x) {
             const cv::Point2f centre((static_cast<float>(x) - 0.5f) * kGrid - 0.5f,
                                      (static_cast<float>(y) - 0.5f) * kGrid - 0.5f);
-            const cv::Point2f palm = toPalm(corner + centre);
-            grid.at<cv::Vec2f>(y, x) = {(palm.x - area.x) * raster.scale() - 0.5f,
-                                        (top - palm.y) * raster.scale() - 0.5f};
+            const cv::Point2f pixel = raster.pixel(toPalm(corner + centre));
+            grid.at<cv::Vec2f>(y, x) = {pixel.x - 0.5f, pixel.y - 0.5f};
         }
     }
     cv::Mat map;

@@ -20,19 +20,27 @@ public:
         return {cvRound(area_.width * scale_), cvRound(area_.height * scale_)};
     }
 
+    // Where a place on the palm lies, in pixels from the upper left corner.
+    cv::Point2f pixel(const cv::Point2f& palm) const {
+        return {(palm.x - area_.x) * scale_, (area_.y + area_.height - palm.y) * scale_};
+    }
+
+    // The place on the palm that lies there.
+    cv::Point2f place(const cv::Point2f& pixel) const {
+        return {area_.x + pixel.x / scale_, area_.y + area_.height - pixel.y / scale_};
+    }
+
+    // As lines and outlines are drawn: pixels in fixed point.
     cv::Point subPixel(const cv::Point2f& palm) const {
-        const float unit = scale_ * static_cast<float>(1 << kSubPixelBits);
-        return {cvRound((palm.x - area_.x) * unit),
-                cvRound((area_.y + area_.height - palm.y) * unit)};
+        return pixel(palm) * static_cast<float>(1 << kSubPixelBits);
     }
 
     // The part of it that some of its pixels make up.
     Raster part(const cv::Rect& pixels) const {
-        const auto top = area_.y + area_.height - static_cast<float>(pixels.y) / scale_;
+        const cv::Point2f corner = place(pixels.tl());
         const cv::Size2f size(static_cast<float>(pixels.width) / scale_,
                               static_cast<float>(pixels.height) / scale_);
-        return {{{area_.x + static_cast<float>(pixels.x) / scale_, top - size.height}, size},
-                scale_};
+        return {{{corner.x, corner.y - size.height}, size}, scale_};
     }
 
 private:

@@ -88,15 +88,15 @@ private:
 template <typename Value, typename Function>
 cv::Mat overTexture(Function&& valueAt) {
     constexpr int kGrid = 6;
-    const cv::Size size = texture().size();
+    const Raster raster = texture();
+    const cv::Size size = raster.size();
     const cv::Size cells(size.width / kGrid + 1, size.height / kGrid + 1);
     cv::Mat_<Value> grid(cells);
     for (int y = 0; y < cells.height; ++y) {
         for (int x = 0; x < cells.width; ++x) {
-            const float right = (static_cast<float>(x) + 0.5f) * kGrid / kTextureScale;
-            const float down = (static_cast<float>(y) + 0.5f) * kGrid / kTextureScale;
-            grid(y, x) =
-                valueAt({kTextureArea.x + right, kTextureArea.y + kTextureArea.height - down});
+            const cv::Point2f middle((static_cast<float>(x) + 0.5f) * kGrid,
+                                     (static_cast<float>(y) + 0.5f) * kGrid);
+            grid(y, x) = valueAt(raster.place(middle));
         }
     }
     cv::Mat result;

@@ -8,8 +8,8 @@
 
 namespace brairu {
 
-// A body part drawn over a raster: a soft coverage whose middle value is the
-// outline, and the shading by its relief (kFullShade is skin facing the light).
+// A body part drawn over a raster: a soft coverage whose middle value is the outline, and the
+// shading by its relief (kFullShade is skin facing the light).
 struct ShadedSkin {
     cv::Mat coverage;
     cv::Mat shade;

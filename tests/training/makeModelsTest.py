@@ -15,7 +15,8 @@ import unittest
 
 SOURCE = pathlib.Path(sys.argv[1])
 
-# Each stand-in writes its name and arguments to "calls", and what it is asked to make.
+# Each stand-in is a shell script that writes its name and arguments to "calls", and makes what it is
+# asked for.
 STAND_INS = {
     "cmake/installPackages.sh": "",
     "build/release/brairu-training-set": 'mkdir -p "$2"; sleep "${SLOW_DRAWING:-0}"; '
@@ -25,8 +26,8 @@ STAND_INS = {
     "trainer": 'echo step 1; sleep "${SLOW:-0}"; '
                '[ "${FAILS:-}" != "$1" ] || { echo no memory; exit 3; }; '
                'echo weights > "$4"; echo done',
-    "training/exportModel.py": None,
 }
+# The one that is run by Python.
 EXPORTER = """import sys
 for part in ("net", "blobs"):
     open(f"{sys.argv[3]}.{part}", "w").write(f"{sys.argv[1]} {part}")
@@ -45,9 +46,11 @@ class Workshop:
         for name, action in STAND_INS.items():
             path = self.root / name
             path.parent.mkdir(parents=True, exist_ok=True)
-            path.write_text(EXPORTER if action is None else
-                            f'#!/bin/sh\necho "{path.name} $*" >> "{self.calls_file}"\n{action}\n')
+            path.write_text(
+                f'#!/bin/sh\necho "{path.name} $*" >> "{self.calls_file}"\n{action}\n')
             path.chmod(0o755)
+        (self.root / "training").mkdir()
+        (self.root / "training/exportModel.py").write_text(EXPORTER)
         shutil.copy(SOURCE / "training/make-models.sh", self.root / "training")
 
     def start(self, **variables):
